@@ -1,0 +1,62 @@
+#include "cvs.h"
+
+CVSInterface::~CVSInterface() = default;
+
+bool CVSInterface::setOption(const char* key, const char* value) {
+  if (key == nullptr) return false;
+  const std::string name = key;
+  const std::string text = value == nullptr ? "" : value;
+  if (name == "Environment/Source Code Control/CVSExecutable") {
+    cvsExecutable = text;
+  } else if (name == "Environment/Source Code Control/CVSRoot") {
+    cvsRoot = text;
+  } else if (name == "Environment/Source Code Control/CVSLoginRequired") {
+    loginRequired = text == "Yes";
+  } else if (name == "Environment/Source Code Control/CVSEditSupported") {
+    editSupported = text == "Yes";
+  } else {
+    return false;
+  }
+  return true;
+}
+
+int CVSInterface::iterateRepositoryList() {
+  return 1;
+}
+
+const char* CVSInterface::getRepositoryListEntry() {
+  return cvsRoot.c_str();
+}
+
+const char* CVSInterface::getLocalRoot() {
+  return localRoot.c_str();
+}
+
+const char* CVSInterface::getRemoteRoot() {
+  return remoteRoot.c_str();
+}
+
+bool CVSInterface::checkOutSupported() {
+  return editSupported;
+}
+
+bool CVSInterface::merged(const char*, const char*) {
+  return false;
+}
+
+const char* CVSInterface::getRoot() {
+  return ".";
+}
+
+const char* CVSInterface::getLastErrorCommand() {
+  return lastErrorCommand.c_str();
+}
+
+const char* CVSInterface::getLastError() {
+  return lastError.c_str();
+}
+
+void CVSInterface::setLastError(const std::string& command, const std::string& text) {
+  lastErrorCommand = command;
+  lastError = text;
+}

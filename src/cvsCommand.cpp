@@ -1,0 +1,43 @@
+#include <cstring>
+
+#include "cvs.h"
+#include "spawnProcess.h"
+
+void splitString(const char* text, const char* delimiters, std::vector<std::string>& out) {
+  if (text == nullptr) return;
+  for (text += std::strspn(text, delimiters); *text != '\0';
+       text += std::strspn(text, delimiters)) {
+    const std::size_t length = std::strcspn(text, delimiters);
+    out.emplace_back(text, length);
+    text += length;
+  }
+}
+
+int CVSInterface::executeCVSCommand(const std::string& command,
+                                    const std::vector<std::string>& globalOptions,
+                                    const std::vector<std::string>& commandOptions,
+                                    const std::string& workingDirectory,
+                                    const std::vector<std::string>& files,
+                                    std::vector<std::string>& output) {
+  output.clear();
+  std::list<const char*> arguments = {cvsExecutable.c_str(), "-d", cvsRoot.c_str()};
+  for (const auto& option : globalOptions) arguments.push_back(option.c_str());
+  arguments.push_back(command.c_str());
+  for (const auto& option : commandOptions) arguments.push_back(option.c_str());
+  for (const auto& file : files) arguments.push_back(file.c_str());
+
+  Process process;
+  const int result = process.run(std::move(arguments), true, workingDirectory.c_str(), true, true,
+                                 true, false, true);
+  if (result != 0 || !process.errorLines.empty()) {
+    std::string text;
+    for (const char* line : process.errorLines) {
+      if (!text.empty()) text += '\n';
+      text += line;
+    }
+    setLastError(command, text);
+  }
+  output.reserve(process.outputLines.size());
+  for (const char* line : process.outputLines) output.emplace_back(line);
+  return result;
+}

@@ -1,0 +1,256 @@
+#include "spawnProcess.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr int failed = -1;
+constexpr int failedExitCode = 255;  // what the parent of a child that could not start sees
+constexpr std::size_t readSize = 1024;
+constexpr int pollMilliseconds = 100;
+constexpr short hungUp = POLLERR | POLLHUP | POLLNVAL;
+
+// What was read from one stream, in order: byte counts and arrays of exactly that many bytes.
+using BufferList = std::list<std::pair<std::uint32_t, std::unique_ptr<char[]>>>;
+
+// Calls a system function again for as long as one of the host's signals interrupts it.
+template <typename Function>
+auto retryInterrupted(Function function) {
+  auto result = function();
+  while (result == -1 && errno == EINTR) result = function();
+  return result;
+}
+
+// Owns one file descriptor, or none (-1).
+class Descriptor {
+ public:
+  Descriptor() = default;
+  ~Descriptor() { close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return descriptor_; }
+  void reset(int descriptor) {
+    close();
+    descriptor_ = descriptor;
+  }
+  void close() {
+    if (descriptor_ != -1) ::close(descriptor_);
+    descriptor_ = -1;
+  }
+
+ private:
+  int descriptor_ = -1;
+};
+
+// A pipe for one of the child's streams. Its ends close on exec, so that no other child of the host
+// can hold them open, and lie above the standard descriptors, which a host may have closed.
+struct Pipe {
+  Descriptor readEnd;
+  Descriptor writeEnd;
+
+  bool open() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) == -1) return false;
+    readEnd.reset(ends[0]);
+    writeEnd.reset(ends[1]);
+    return moveUp(readEnd) && moveUp(writeEnd) &&
+           fcntl(readEnd.get(), F_SETFL, O_RDONLY | O_NONBLOCK) != -1;
+  }
+
+ private:
+  static bool moveUp(Descriptor& end) {
+    if (end.get() > STDERR_FILENO) return true;
+    end.reset(fcntl(end.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    return end.get() != -1;
+  }
+};
+
+// One read; returns whether it succeeded. The end of the stream is a chunk of no bytes.
+bool readFromProcess(int fd, BufferList& chunks) {
+  char buffer[readSize];
+  const ssize_t count = retryInterrupted([&] { return read(fd, buffer, sizeof buffer); });
+  if (count < 0) return false;
+  const auto size = static_cast<std::uint32_t>(count);
+  std::unique_ptr<char[]> bytes(new char[size]);
+  std::memcpy(bytes.get(), buffer, size);
+  chunks.emplace_back(size, std::move(bytes));
+  return true;
+}
+
+// Reads until nothing is ready, the stream has ended, or `mostReads` reads are done.
+void readWhatIsReady(int fd, BufferList& chunks, int mostReads) {
+  while (mostReads-- > 0 && readFromProcess(fd, chunks) && chunks.back().first != 0) {
+  }
+}
+
+// Joins the chunks into one array, freeing each once copied, cuts it in place into NUL-terminated
+// lines appended to `lines`, and returns the array; null when there was nothing.
+std::unique_ptr<char[]> bufferListToStringList(BufferList& chunks, std::list<const char*>& lines) {
+  std::size_t total = 0;
+  for (const auto& chunk : chunks) total += chunk.first;
+  if (total == 0) {
+    chunks.clear();
+    return nullptr;
+  }
+
+  std::unique_ptr<char[]> joined(new char[total + 1]);
+  char* end = joined.get();
+  for (; !chunks.empty(); chunks.pop_front()) {
+    end = std::copy_n(chunks.front().second.get(), chunks.front().first, end);
+  }
+  *end = '\0';
+
+  const auto find = [end](char* from, char wanted) {
+    void* found = std::memchr(from, wanted, static_cast<std::size_t>(end - from));
+    return found == nullptr ? end : static_cast<char*>(found);
+  };
+  std::list<const char*> cut;
+  char* carriageReturn = find(joined.get(), '\r');  // the next one, looked for again when passed
+  for (char* line = joined.get(); line < end;) {
+    if (carriageReturn < line) carriageReturn = find(line, '\r');
+    char* const terminator = std::min(find(line, '\n'), carriageReturn);
+    const bool pair = terminator[0] == '\r' && terminator[1] == '\n';
+    *terminator = '\0';
+    cut.push_back(line);
+    line = terminator + (pair ? 2 : 1);
+  }
+  lines.splice(lines.end(), cut);
+  return joined;
+}
+
+// Collects both streams until the output hangs up. The error stream may end earlier, which ends
+// nothing, or be held open by a grandchild, which nobody waits for.
+void collect(int output, int errors, BufferList& outputChunks, BufferList& errorChunks) {
+  constexpr int passReads = 64;    // per pass, so that neither stream waits long for the other
+  constexpr int pipeReads = 1024;  // at the end: more than a pipe holds
+  pollfd streams[] = {{output, POLLIN, 0}, {errors, POLLIN, 0}};
+  bool open = true;
+  while (open) {
+    if (retryInterrupted([&] { return poll(streams, 2, pollMilliseconds); }) == -1) return;
+    if (streams[0].revents & POLLIN) readWhatIsReady(output, outputChunks, passReads);
+    if (streams[1].revents & POLLIN) {
+      readWhatIsReady(errors, errorChunks, passReads);
+    } else if (streams[1].revents & hungUp) {
+      streams[1].fd = -1;  // poll would report it at once, again and again
+    }
+    open = (streams[0].revents & hungUp) == 0;
+  }
+  readWhatIsReady(output, outputChunks, std::numeric_limits<int>::max());
+  readWhatIsReady(errors, errorChunks, pipeReads);
+}
+
+// Becomes the program; the descriptors are -1 when the streams stay the host's. Runs in the child,
+// where a host with threads allows only async-signal-safe calls, and where none of the host's exit
+// handlers and buffered text may come out: hence _exit.
+[[noreturn]] void startProgram(char* const* arguments, const char* directory, int output,
+                               int errors) {
+  signal(SIGCHLD, SIG_DFL);  // a host may ignore these two, and the program would inherit that
+  signal(SIGPIPE, SIG_DFL);
+  const bool connected =
+      output == -1 || (dup2(output, STDOUT_FILENO) != -1 && dup2(errors, STDERR_FILENO) != -1);
+  const bool entered = directory == nullptr || *directory == '\0' || chdir(directory) == 0;
+  if (connected && entered) execvp(arguments[0], arguments);
+  _exit(failedExitCode);
+}
+
+// Reads and drops the error stream, on which a full pipe would block the child, until everybody has
+// closed it or the child has ended. Returns what waitpid said last: 0 while the child runs.
+pid_t dropErrors(pid_t child, Descriptor& errors, int& status) {
+  pollfd stream = {errors.get(), POLLIN, 0};
+  int milliseconds = 1;  // short at first: mostly the child has ended, or is about to
+  pid_t ended = 0;
+  while (ended == 0 && errors.get() != -1) {
+    const int ready = poll(&stream, 1, milliseconds);
+    const bool interrupted = ready == -1 && errno == EINTR;
+    char dropped[readSize];
+    if (ready == 0 || interrupted) {
+      // Nothing arrived: look for the child's end all the same.
+    } else if (ready == -1 || read(errors.get(), dropped, sizeof dropped) == 0) {
+      errors.close();
+    }
+    milliseconds = std::min(2 * milliseconds, pollMilliseconds);
+    ended = waitpid(child, &status, WNOHANG);
+  }
+  return ended;
+}
+
+int convertStatus(int status) {
+  return WIFEXITED(status) ? static_cast<std::int8_t>(WEXITSTATUS(status)) : failed;
+}
+
+int waitForEnd(pid_t child, Descriptor& errors) {
+  int status = 0;
+  pid_t ended = dropErrors(child, errors, status);
+  if (ended == 0) ended = retryInterrupted([&] { return waitpid(child, &status, 0); });
+  return ended == child ? convertStatus(status) : failed;
+}
+
+// Looks for the end of a child that nobody waits for. An end by a signal counts as none.
+int lookForEnd(pid_t child) {
+  constexpr int checks = 10;
+  constexpr int microseconds = 1000;
+  for (int check = 1; check <= checks; ++check) {
+    int status = 0;
+    const pid_t ended = waitpid(child, &status, WNOHANG);
+    if (ended != 0) return ended == child && WIFEXITED(status) ? convertStatus(status) : 0;
+    if (check < checks) usleep(microseconds);
+  }
+  return 0;
+}
+
+}  // namespace
+
+Process::~Process() {
+  delete[] outputBuffer;
+  delete[] errorBuffer;
+}
+
+int Process::run(std::list<const char*> argv, bool wait, const char* directory, bool,
+                 bool captureOutput, bool captureErrors, bool, bool) {
+  if (argv.empty()) return failed;
+  const bool capturing = captureOutput && captureErrors;
+  Pipe output, errors;
+  if (capturing && !(output.open() && errors.open())) return failed;
+
+  std::vector<char*> arguments;
+  for (const char* argument : argv) arguments.push_back(const_cast<char*>(argument));
+  arguments.push_back(nullptr);
+
+  const pid_t child = fork();
+  if (child == -1) return failed;
+  if (child == 0) {
+    startProgram(arguments.data(), directory, output.writeEnd.get(), errors.writeEnd.get());
+  }
+  if (capturing) {
+    output.writeEnd.close();
+    errors.writeEnd.close();
+    try {
+      BufferList outputChunks, errorChunks;
+      collect(output.readEnd.get(), errors.readEnd.get(), outputChunks, errorChunks);
+      outputBuffer = bufferListToStringList(outputChunks, outputLines).release();
+      errorBuffer = bufferListToStringList(errorChunks, errorLines).release();
+    } catch (const std::bad_alloc&) {
+      output.readEnd.close();
+      errors.readEnd.close();
+      waitForEnd(child, errors.readEnd);
+      throw;
+    }
+    output.readEnd.close();
+  }
+  return wait ? waitForEnd(child, errors.readEnd) : lookForEnd(child);
+}

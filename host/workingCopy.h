@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// A file that a working copy's administrative files name.
+struct VersionedFile {
+  std::string path;  // relative to the working copy
+  bool added;        // scheduled for addition: not in the repository yet
+};
+
+// The repository that a working-copy directory records; empty when it records none.
+std::string readRecordedRoot(const std::string& directory);
+
+// Appends every file below `path`, a directory relative to the working copy ("." for all of it),
+// sorted by name, those of a directory before those of its subdirectories. Directories that are not
+// there are passed over.
+void listFiles(const std::string& workingCopy, const std::string& path,
+               std::vector<VersionedFile>& files);
+
+// The one file at `path`, which the administrative files may or may not name.
+VersionedFile findFile(const std::string& workingCopy, const std::string& path);
+
+// A path given by the user, who means it as seen from the working copy, as the provider takes it:
+// relative, without "." and ".." components. None when it leads outside.
+std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path);

@@ -1,0 +1,129 @@
+#include "workload.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iomanip>
+#include <stdexcept>
+
+#include "reference.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::ofstream create(const fs::path& path) {
+  fs::create_directories(path.parent_path());
+  std::ofstream file(path);
+  file.exceptions(std::ios::badbit | std::ios::failbit);
+  return file;
+}
+
+// Sorted, as the client lists them, and between 9 and 23 characters long.
+std::vector<std::string> fileNames(std::size_t count) {
+  constexpr const char* stems[] = {"buf",    "cache",         "directoryWalker", "entry",
+                                   "filter", "historyReader", "keywordExpansion"};
+  constexpr const char* extensions[] = {".h", ".cpp"};
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < count; ++i) {
+    std::string number = std::to_string(i);
+    number.insert(0, 5 - std::min<std::size_t>(number.size(), 5), '0');
+    names.push_back(stems[i % std::size(stems)] + number + extensions[i % std::size(extensions)]);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+struct State {
+  const char* status;
+  const char* repositoryRevision;
+  bool present;  // in the working copy
+};
+
+// One file in ten is in a state other than up to date.
+State stateOf(std::size_t index) {
+  switch (index % 50) {
+    case 7: return {"Needs Patch", "1.5", true};
+    case 17: return {"Needs Checkout", "1.4", false};
+    case 27: return {"Needs Merge", "1.6", true};
+    case 37:
+    case 47: return {"Locally Modified", "1.4", true};
+    default: return {"Up-to-date", "1.4", true};
+  }
+}
+
+void writeBlock(std::ostream& out, const std::string& name, const State& state) {
+  out << std::string(67, '=') << "\nFile: ";
+  if (state.present) {
+    out << std::left << std::setw(17) << name;
+  } else {
+    out << "no file " << name << '\t';
+  }
+  out << "\tStatus: " << state.status
+      << "\n\n   Working revision:\t1.4\t2003-03-03 10:00:00 +0000\n   Repository revision:\t"
+      << state.repositoryRevision << "\t/repo/proj/" << name
+      << ",v\n   Commit Identifier:\t1006B0350900A1522F2\n   Sticky Tag:\t\t(none)\n"
+         "   Sticky Date:\t\t(none)\n   Sticky Options:\t(none)\n\n";
+}
+
+void writeFiles(const fs::path& directory, std::size_t count) {
+  for (const auto& name : fileNames(count)) {
+    create(directory / name) << "The first and only line of " << name << '\n';
+  }
+}
+
+}  // namespace
+
+Workspace::Workspace() {
+  std::string name = fs::temp_directory_path() / "benchXXXXXX";
+  if (mkdtemp(name.data()) == nullptr) {
+    throw std::runtime_error("no temporary directory could be made in " +
+                             fs::temp_directory_path().string());
+  }
+  path_ = name;
+}
+
+Workspace::~Workspace() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+void writeLines(const fs::path& file, std::size_t count) {
+  std::ofstream out = create(file);
+  out << std::setfill('.');
+  for (std::size_t i = 0; i < count; ++i) out << std::setw(66) << i << '\n';
+  out.flush();
+}
+
+std::vector<std::string> writeStatus(const fs::path& file, std::size_t count) {
+  std::ofstream out = create(file);
+  std::vector<std::string> known;
+  std::size_t index = 0;
+  for (auto& name : fileNames(count)) {
+    const State state = stateOf(index++);
+    writeBlock(out, name, state);
+    if (state.present) known.push_back(std::move(name));
+  }
+  out.flush();
+  return known;
+}
+
+void writeAdministration(const fs::path& directory) {
+  create(directory / "CVS/Repository") << "proj\n";
+}
+
+fs::path checkOutTree(const std::string& client, const std::string& repository,
+                      const fs::path& workspace, const TreeSizes& sizes) {
+  const fs::path sources = workspace / "sources";
+  writeFiles(sources / "flat", sizes.flatFiles);
+  for (std::size_t i = 0; i < sizes.directories; ++i) {
+    writeFiles(sources / "deep" / ("part" + std::to_string(i)), sizes.filesPerDirectory);
+  }
+  readOutput({client, "-d", repository, "init"}, workspace);
+  readOutput({client, "-d", repository, "-Q", "import", "-m", "the tree", "proj", "bench", "start"},
+             sources);
+  fs::remove_all(sources);
+  readOutput({client, "-d", repository, "-Q", "checkout", "proj"}, workspace);
+  return workspace / "proj";
+}

@@ -1,0 +1,317 @@
+#include "spawnProcess.h"
+
+#include <fcntl.h>
+#include <malloc.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+
+#include <chrono>
+
+#include "support.h"
+
+namespace {
+
+using Argv = std::list<const char*>;
+
+// One run of a shell script, and what it left behind.
+struct Outcome {
+  int result;
+  Lines output;
+  Lines errors;
+
+  explicit Outcome(const char* script, bool wait = true, const char* directory = nullptr)
+      : Outcome(Argv{"/bin/sh", "-c", script}, wait, directory) {}
+  Outcome(const Argv& argv, bool wait = true, const char* directory = nullptr) {
+    Process process;
+    result = process.run(argv, wait, directory, true, true, true, false, true);
+    output.assign(process.outputLines.begin(), process.outputLines.end());
+    errors.assign(process.errorLines.begin(), process.errorLines.end());
+    EXPECT_EQ(process.outputBuffer == nullptr, output.empty());
+    EXPECT_EQ(process.errorBuffer == nullptr, errors.empty());
+  }
+};
+
+using Seconds = std::chrono::duration<double>;
+
+Seconds timeOf(const std::function<void()>& body) {
+  const auto start = std::chrono::steady_clock::now();
+  body();
+  return std::chrono::steady_clock::now() - start;
+}
+
+int countDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<int>(std::distance(begin(all), end(all)));
+}
+
+TEST(Process, CutsLines) {
+  const struct {
+    const char* written;  // as printf takes it
+    Lines lines;
+  } cases[] = {
+      {"", {}},
+      {"a\\nb\\n", {"a", "b"}},
+      {"a\\nb", {"a", "b"}},
+      {"a\\r\\nb\\r\\n", {"a", "b"}},
+      {"a\\n\\nb", {"a", "", "b"}},
+      {"a\\rb\\n", {"a", "b"}},
+      {"\\n", {""}},
+      {"\\r", {""}},
+      {"\\n\\r\\r\\n", {"", "", ""}},
+      {"a\\r\\n\\rb\\n\\rc", {"a", "", "b", "", "c"}},
+      {"a\\0b\\nc", {"a", "c"}},
+  };
+  for (const auto& [written, lines] : cases) {
+    Outcome run((std::string("printf '") + written + "'; printf '" + written + "' >&2").c_str());
+    EXPECT_EQ(run.result, 0);
+    EXPECT_EQ(run.output, lines) << written;
+    EXPECT_EQ(run.errors, lines) << written;
+  }
+}
+
+TEST(Process, CarriesLongOutputWholeAndInOrder) {
+  // The pair of carriage return and line feed is split across two reads.
+  Outcome split("head -c 1023 /dev/zero | tr '\\0' a; printf '\\r'; sleep 0.1; printf '\\nb'");
+  EXPECT_EQ(split.output, (Lines{std::string(1023, 'a'), "b"}));
+
+  Outcome both("i=0; while [ $i -lt 20000 ]; do echo $i; echo e$i >&2; i=$((i+1)); done");
+  ASSERT_EQ(both.output.size(), 20000u);
+  ASSERT_EQ(both.errors.size(), 20000u);
+  EXPECT_EQ(both.output[12345], "12345");
+  EXPECT_EQ(both.errors[19999], "e19999");
+
+  Outcome large("head -c 100000000 /dev/zero | tr '\\0' x");
+  ASSERT_EQ(large.output.size(), 1u);
+  EXPECT_EQ(large.output[0].size(), 100000000u);
+}
+
+TEST(Process, ReportsHowTheChildEnded) {
+  const struct {
+    const char* script;
+    bool wait;
+    int result;
+  } cases[] = {
+      {"exit 0", true, 0},
+      {"exit 1", true, 1},
+      {"exit 127", true, 127},
+      {"exit 128", true, -128},
+      {"exit 200", true, -56},
+      {"exit 255", true, -1},
+      {"kill -9 $$", true, -1},
+      {"exit 3", false, 3},
+      {"exit 200", false, -56},
+      {"kill -9 $$", false, 0},
+      {"exec >&-; sleep 1", false, 0},
+  };
+  for (const auto& [script, wait, result] : cases) {
+    EXPECT_EQ(Outcome(script, wait).result, result) << script << (wait ? ", waiting" : "");
+  }
+  while (waitpid(-1, nullptr, 0) > 0) {
+    // One that nobody waited for stays the host's to reap.
+  }
+}
+
+TEST(Process, FailsWhenNothingCanBeRun) {
+  const std::string tooLong(200000, 'x');
+  const struct {
+    Argv argv;
+    const char* directory;
+  } cases[] = {
+      {{}, nullptr},
+      {{""}, nullptr},
+      {{"no-such-program"}, nullptr},
+      {{"/etc/passwd"}, nullptr},
+      {{"true", tooLong.c_str()}, nullptr},
+      {{"true"}, "/no/such/directory"},
+  };
+  for (const auto& [argv, directory] : cases) {
+    const Outcome run(argv, true, directory);
+    EXPECT_EQ(run.result, -1);
+    EXPECT_EQ(run.output, Lines{});
+  }
+}
+
+TEST(Process, StartsTheChildWhereAndWithWhatItIsTold) {
+  EXPECT_EQ(Outcome(Argv{"pwd"}, true, "/usr").output, Lines{"/usr"});
+  EXPECT_EQ(Outcome(Argv{"pwd"}, true, "").output, Lines{std::filesystem::current_path()});
+  EXPECT_EQ(Outcome(Argv{"printf", "%s|", "", " a  b ", "$HOME", "'*'"}).output,
+            Lines{"| a  b |$HOME|'*'|"});
+}
+
+TEST(Process, LeavesStreamsAloneUnlessItCapturesBoth) {
+  const ScratchDirectory scratch;
+  const std::string file = scratch.path() + "/out";
+  const int result = inFork([&] {
+    if (freopen(file.c_str(), "w", stdout) == nullptr) return 1;
+    Process process;
+    process.run({"echo", "text"}, true, nullptr, true, true, false, false, true);
+    return process.outputLines.empty() ? 0 : 2;
+  });
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(readFile(file), "text\n");
+}
+
+TEST(Process, SurvivesClosedStandardDescriptors) {
+  for (int mask = 0; mask < 8; ++mask) {
+    const int result = inFork([mask] {
+      for (int fd = 0; fd < 3; ++fd) {
+        if (mask & 1 << fd) close(fd);
+      }
+      const Outcome run("echo out; echo err >&2; exit 7");
+      if (run.result != 7) return 1;
+      if (run.output != Lines{"out"} || run.errors != Lines{"err"}) return 2;
+      for (int fd = 0; fd < 3; ++fd) {
+        if ((fcntl(fd, F_GETFD) == -1) != ((mask & 1 << fd) != 0)) return 3;
+      }
+      return 0;
+    });
+    EXPECT_EQ(result, 0) << "descriptors closed: " << mask;
+  }
+}
+
+TEST(Process, SurvivesTheHostsTimers) {
+  for (const int flags : {0, SA_RESTART}) {
+    const int result = inFork([flags] {
+      struct sigaction action = {};
+      action.sa_handler = [](int) {};
+      action.sa_flags = flags;
+      sigaction(SIGALRM, &action, nullptr);
+      const itimerval often = {{0, 500}, {0, 500}};
+      setitimer(ITIMER_REAL, &often, nullptr);
+      const Outcome run(
+          "for i in 1 2 3; do head -c 100000 /dev/zero | tr '\\0' x; sleep 0.05; done; exec >&-;"
+          "sleep 0.05; exit 3");
+      return run.result == 3 && run.output.size() == 1 && run.output[0].size() == 300000 ? 0 : 1;
+    });
+    EXPECT_EQ(result, 0) << "flags " << flags;
+  }
+}
+
+TEST(Process, EndsWithTheChildWhateverBecomesOfItsErrorStream) {
+  const auto late = inFork(
+      [] { return Outcome("exec >&-; head -c 200000 /dev/zero >&2; exit 5").result == 5 ? 0 : 1; });
+  EXPECT_EQ(late, 0);
+
+  // Grandchildren hold the error stream open, silent or writing without end.
+  for (const char* held : {"sleep 20 >/dev/null & echo $!; exit 4",
+                           "while :; do echo x; done >&2 & echo $! ; exec >&-; exit 4"}) {
+    const auto took = timeOf([held] {
+      const Outcome run(held);
+      EXPECT_EQ(run.result, 4) << held;
+      ASSERT_EQ(run.output.size(), 1u);
+      kill(std::stoi(run.output[0]), SIGKILL);
+    });
+    EXPECT_LT(took.count(), 10) << held;
+  }
+  // But it waits for a grandchild that holds the output open.
+  EXPECT_EQ(Outcome("(sleep 0.3; echo late) & exit 0").output, Lines{"late"});
+
+  rusage before, after;
+  getrusage(RUSAGE_SELF, &before);
+  EXPECT_EQ(Outcome("exec 2>&-; sleep 1; echo x").output, Lines{"x"});
+  getrusage(RUSAGE_SELF, &after);
+  const auto busy = (after.ru_stime.tv_sec - before.ru_stime.tv_sec) * 1000000 +
+                    after.ru_stime.tv_usec - before.ru_stime.tv_usec;
+  EXPECT_LT(busy, 300000) << "microseconds in the system while nothing arrived";
+}
+
+TEST(Process, EndsWhenPollFails) {
+  const int result = inFork([] {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {
+      const rlimit none = {0, 0};  // which makes every later poll fail
+      setrlimit(RLIMIT_NOFILE, &none);
+    };
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval once = {{0, 0}, {0, 200000}};
+    setitimer(ITIMER_REAL, &once, nullptr);
+    const Outcome run("echo early; sleep 0.5; exec head -c 200000 /dev/zero");
+    return run.result == -1 && run.output == Lines{"early"} ? 0 : 1;
+  });
+  EXPECT_EQ(result, 0);
+}
+
+TEST(Process, NeverReportsSuccessForAChildItDidNotReap) {
+  for (const bool ignore : {true, false}) {
+    const int result = inFork([ignore] {
+      struct sigaction action = {};
+      action.sa_handler = ignore ? SIG_IGN : [](int) {
+        while (waitpid(-1, nullptr, WNOHANG) > 0) {
+        }
+      };
+      sigaction(SIGCHLD, &action, nullptr);
+      const Outcome run("echo kept; exit 0");
+      const Outcome slow("exec >&- 2>&-; sleep 0.1; exit 7");
+      if (run.output != Lines{"kept"}) return 1;
+      if (ignore && run.result != -1) return 2;
+      return slow.result == -1 || slow.result == 7 ? 0 : 3;
+    });
+    EXPECT_EQ(result, 0) << (ignore ? "ignored" : "reaped by the host");
+  }
+}
+
+TEST(Process, GivesTheChildTheDefaultSignals) {
+  const int result = inFork([] {
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGCHLD, SIG_IGN);
+    const Outcome run(Argv{"grep", "SigIgn", "/proc/self/status"});
+    const auto mask = std::stoull(run.output.at(0).substr(7), nullptr, 16);
+    return mask & (1ull << (SIGPIPE - 1) | 1ull << (SIGCHLD - 1)) ? 1 : 0;
+  });
+  EXPECT_EQ(result, 0);
+}
+
+TEST(Process, LeaksNothingWhenDescriptorsRunOut) {
+  const int result = inFork([] {
+    const rlimit few = {40, 40};
+    setrlimit(RLIMIT_NOFILE, &few);
+    int last = 0;
+    for (int fd; (fd = dup(STDIN_FILENO)) != -1;) last = fd;
+    const Outcome none("exit 0");
+    for (int available = 1; available <= 4; ++available) {
+      close(last--);
+      const Outcome run("exit 0");
+      if (run.result != (available < 4 ? -1 : 0)) return available;
+      for (int fd = last + 1; fd < 40; ++fd) {
+        if (fcntl(fd, F_GETFD) != -1) return 10 + available;
+      }
+    }
+    return none.result == -1 ? 0 : 20;
+  });
+  EXPECT_EQ(result, 0);
+}
+
+TEST(Process, RunsNothingOfTheHostInAChildThatCannotStart) {
+  const ScratchDirectory scratch;
+  const std::string file = scratch.path() + "/out";
+  inFork([&] {
+    if (freopen(file.c_str(), "w", stdout) == nullptr) return 1;
+    printf("buffered");
+    atexit([] { printf("handler"); });
+    const Outcome run(Argv{"no-such-program"});
+    fflush(stdout);
+    return 0;
+  });
+  EXPECT_EQ(readFile(file), "buffered");
+}
+
+TEST(Process, LeavesNothingBehindAfterManyRuns) {
+#ifdef __SANITIZE_ADDRESS__
+  constexpr int runs = 500;  // there every fork copies the sanitizer's own tables
+#else
+  constexpr int runs = 10000;
+#endif
+  const auto runOften = [](int times) {
+    for (int i = 0; i < times; ++i) ASSERT_EQ(Outcome(Argv{"/bin/true"}).result, 0);
+  };
+  runOften(10);
+  const int descriptors = countDescriptors();
+  const auto bytes = mallinfo2().uordblks;
+  runOften(runs);
+  EXPECT_EQ(mallinfo2().uordblks, bytes);
+  EXPECT_EQ(countDescriptors(), descriptors);
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+}
+
+}  // namespace

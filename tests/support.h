@@ -1,0 +1,133 @@
+// What the tests share.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cvs.h"
+
+using Lines = std::vector<std::string>;
+
+inline std::string readFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream contents;
+  contents << file.rdbuf();
+  return contents.str();
+}
+
+// A directory that goes when the test does.
+class ScratchDirectory {
+ public:
+  ScratchDirectory() {
+    path_ = (std::filesystem::temp_directory_path() / "cvsproviderXXXXXX").string();
+    if (mkdtemp(path_.data()) == nullptr) std::abort();
+  }
+  ~ScratchDirectory() { std::filesystem::remove_all(path_); }
+  ScratchDirectory(const ScratchDirectory&) = delete;
+  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+  const std::string& path() const { return path_; }
+
+  // Writes a file, making the directories above it; returns its path.
+  std::string write(const std::string& name, const std::string& contents) const {
+    const std::filesystem::path file = std::filesystem::path(path_) / name;
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << contents;
+    return file.string();
+  }
+
+ private:
+  std::string path_;
+};
+
+// Runs a body in a process of its own, which it may spoil; returns its result (0 to 255), or -1
+// when it was killed, as it is after a minute.
+inline int inFork(const std::function<int()>& body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(60);
+    _exit(body());
+  }
+  int status = 0;
+  return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// A provider tied to a working copy of lib/proj, and the stand-in client that it runs.
+class ProviderTest : public ::testing::Test {
+ protected:
+  static constexpr char root[] = "/repo";
+
+  ProviderTest() {
+    setenv("STAND_IN", replies.path().c_str(), 1);
+    scratch.write("CVS/Repository", "lib/proj\n");
+    scratch.write("src/CVS/Repository", "lib/proj/src\n");
+    set("CVSExecutable", STAND_IN_CLIENT);
+    set("CVSRoot", root);
+    EXPECT_TRUE(provider.setRoots(scratch.path().c_str()));
+  }
+
+  bool set(const std::string& key, const std::string& value) {
+    return provider.setOption(("Environment/Source Code Control/" + key).c_str(), value.c_str());
+  }
+
+  // Prepares what the client does when called with a command, or with COMMAND:LAST-ARGUMENT.
+  void reply(const std::string& key, int exit, const std::string& out = "",
+             const std::string& err = "") const {
+    replies.write(key + ".exit", std::to_string(exit));
+    replies.write(key + ".out", out);
+    replies.write(key + ".err", err);
+  }
+
+  // How the client was called since the last time: "DIRECTORY$ COMMAND|ARGUMENT...", where the
+  // directory is relative to the working copy, or "host" for the host's own. What every command
+  // line begins with is checked and left out.
+  Lines calls() const {
+    const std::string log = replies.path() + "/calls";
+    Lines found;
+    std::istringstream text(readFile(log));
+    std::filesystem::remove(log);
+    for (std::string call; std::getline(text, call, '\0');) {
+      const std::size_t bar = call.find('|');
+      const std::string begin = std::string("|-d|") + root + '|';
+      EXPECT_EQ(call.compare(bar, begin.size(), begin), 0) << call;
+      std::string directory = call.substr(0, bar);
+      if (directory == std::filesystem::current_path()) directory = "host";
+      if (directory.rfind(scratch.path(), 0) == 0) {
+        directory = '.' + directory.substr(scratch.path().size());
+      }
+      found.push_back(directory + "$ " + call.substr(bar + begin.size()));
+    }
+    return found;
+  }
+
+  // The line of a script that `calls` has to yield, for one status query of a file.
+  bool known(const char* path) {
+    bool flag;
+    const char* text;
+    return provider.status(path, flag, flag, flag, flag, text, text, text);
+  }
+
+  ScratchDirectory scratch;
+  ScratchDirectory replies;
+  CVSInterface provider;
+};
+
+// A block of the client's status output.
+inline std::string statusBlock(const std::string& name, const std::string& status,
+                               const std::string& working = "1.1",
+                               const std::string& repository = "1.1") {
+  return std::string(67, '=') + "\nFile: " + name + "\tStatus: " + status +
+         "\n\n   Working revision:\t" + working + "\tMon Mar  3 10:00:00 2003\n" +
+         "   Repository revision:\t" + repository + "\t/repo/" + name +
+         ",v\n   Sticky Tag:\t\t(none)\n   Sticky Date:\t\t(none)\n   Sticky Options:\t(none)\n\n";
+}

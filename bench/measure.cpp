@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <iterator>
+#include <stdexcept>
 
 namespace {
 
@@ -19,6 +20,10 @@ double timeOnce(const Side& side) {
 }
 
 }  // namespace
+
+void demand(bool condition, const std::string& otherwise) {
+  if (!condition) throw std::runtime_error(otherwise);
+}
 
 Comparison comparePairs(const Side& provider, const Side& reference, int pairs) {
   timeOnce(provider);

@@ -6,8 +6,8 @@
 
 // One side of a comparison.
 struct Side {
-  std::function<void()> run;     // what is timed
-  std::function<void()> settle;  // not timed: checks the result and gets ready for the next run
+  std::function<void()> run;             // what is timed
+  std::function<void()> settle = [] {};  // not timed: checks the result, readies the next run
 };
 
 // What the two sides took, the runs of a pair at the same index.
@@ -15,6 +15,9 @@ struct Comparison {
   std::vector<double> provider;
   std::vector<double> reference;
 };
+
+// Ends the benchmark, by an exception, with the sentence `otherwise` unless the condition holds.
+void demand(bool condition, const std::string& otherwise);
 
 struct Summary {
   double minimum;

@@ -8,13 +8,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <stdexcept>
+
+#include "measure.h"
 
 namespace {
-
-void demand(bool done, const std::string& what) {
-  if (!done) throw std::runtime_error(what);
-}
 
 // Where the child starts, and its standard output.
 class FileActions {

@@ -20,7 +20,8 @@ constexpr char root[] = "/repo";  // the stand-in for the client has no use for 
 // A provider that runs a given client on a working copy.
 class TiedProvider : public CVSInterface {
  public:
-  TiedProvider(const std::string& client, const std::string& repository, const fs::path& directory) {
+  TiedProvider(const std::string& client, const std::string& repository,
+               const fs::path& directory) {
     setOption("Environment/Source Code Control/CVSExecutable", client.c_str());
     setOption("Environment/Source Code Control/CVSRoot", repository.c_str());
     demand(setRoots(directory.c_str()), directory.string() + " is no working copy");
@@ -149,8 +150,8 @@ std::string repositoryOf(const Setup& setup) {
 
 const fs::path& treeOf(Setup& setup) {
   if (!setup.tree.has_value()) {
-    setup.tree = checkOutTree(setup.client, repositoryOf(setup), setup.workspace.path(),
-                              setup.sizes.tree);
+    setup.tree =
+        checkOutTree(setup.client, repositoryOf(setup), setup.workspace.path(), setup.sizes.tree);
   }
   return *setup.tree;
 }
@@ -173,11 +174,10 @@ Comparison oneCommand(Setup& setup, int pairs) {
                        [&] { demand(!provider.failed(), "saved failed"); }};
   const Arguments arguments = {setup.child, "-d", root, "status", "-l", name};
   const Side spawning = {[&] {
-                           for (std::size_t i = 0; i < commands; ++i) {
-                             readOutput(arguments, directory);
-                           }
-                         },
-                         [] {}};
+    for (std::size_t i = 0; i < commands; ++i) {
+      readOutput(arguments, directory);
+    }
+  }};
   return divide(comparePairs(saving, spawning, pairs), commands);
 }
 
@@ -192,14 +192,13 @@ Comparison collecting(Setup& setup, int pairs) {
     demand(lines.size() == count && lines.back().size() == 66, "lines were lost");
     std::vector<std::string>().swap(lines);
   };
-  return comparePairs(
-      {[&] { provider.executeCVSCommand("status", {}, {"-l"}, "", {}, provided); },
-       [&] { settle(provided); }},
-      {[&] {
-         referred = collectLines({setup.child, "-d", root, "status", "-l"});
-       },
-       [&] { settle(referred); }},
-      pairs);
+  return comparePairs({[&] { provider.executeCVSCommand("status", {}, {"-l"}, "", {}, provided); },
+                       [&] { settle(provided); }},
+                      {[&] {
+                         referred = collectLines({setup.child, "-d", root, "status", "-l"});
+                       },
+                       [&] { settle(referred); }},
+                      pairs);
 }
 
 Comparison firstStatus(Setup& setup, std::size_t files, int pairs) {
@@ -237,17 +236,15 @@ Comparison cachedStatus(Setup& setup, const std::string& prefix, std::size_t fil
   const std::size_t rounds = std::max<std::size_t>(1, setup.sizes.lookups / keys.size());
   std::size_t asked = 0, found = 0;  // the answers, so that nobody can leave out a question
   const Side asking = {[&] {
-                         for (std::size_t round = 0; round < rounds; ++round) {
-                           for (const auto& path : paths) asked += ask(provider, path).modified;
-                         }
-                       },
-                       [] {}};
+    for (std::size_t round = 0; round < rounds; ++round) {
+      for (const auto& path : paths) asked += ask(provider, path).modified;
+    }
+  }};
   const Side finding = {[&] {
-                          for (std::size_t round = 0; round < rounds; ++round) {
-                            for (const auto& key : keys) found += records.find(key)->second.modified;
-                          }
-                        },
-                        [] {}};
+    for (std::size_t round = 0; round < rounds; ++round) {
+      for (const auto& key : keys) found += records.find(key)->second.modified;
+    }
+  }};
   const Comparison comparison = comparePairs(asking, finding, pairs);
   demand(asked == found && !provider.failed(), "the cache and the map disagree");
   return divide(comparison, rounds * keys.size());
@@ -271,11 +268,12 @@ Comparison clientStatus(Setup& setup, int pairs) {
   const fs::path directory = treeOf(setup) / "flat";
   const std::string repository = repositoryOf(setup);
   TiedProvider provider(setup.client, repository, directory);
-  const std::string name = fs::directory_iterator(directory)->path().filename();
+  const std::string name = fileNames(setup.sizes.tree.flatFiles).front();
   return comparePairs({[&] { demand(ask(provider, name).known, "a first status failed"); },
                        [&] { provider.refresh(); }},
-                      {[&] { readOutput({setup.client, "-d", repository, "status", "-l"}, directory); },
-                       [] {}},
+                      {[&] {
+                        readOutput({setup.client, "-d", repository, "status", "-l"}, directory);
+                      }},
                       pairs);
 }
 
@@ -290,10 +288,9 @@ Comparison hostStatus(Setup& setup, int pairs) {
   demand(collectLines(host).size() == directories.size() * setup.sizes.tree.filesPerDirectory,
          "scchost does not report every file");
   const Side client = {[&] {
-                         for (const auto& directory : directories) {
-                           readOutput({setup.client, "-d", repository, "status", "-l"}, directory);
-                         }
-                       },
-                       [] {}};
-  return comparePairs({[&] { readOutput(host, deep); }, [] {}}, client, pairs);
+    for (const auto& directory : directories) {
+      readOutput({setup.client, "-d", repository, "status", "-l"}, directory);
+    }
+  }};
+  return comparePairs({[&] { readOutput(host, deep); }}, client, pairs);
 }

@@ -20,21 +20,6 @@ std::ofstream create(const fs::path& path) {
   return file;
 }
 
-// Sorted, as the client lists them, and between 9 and 23 characters long.
-std::vector<std::string> fileNames(std::size_t count) {
-  constexpr const char* stems[] = {"buf",    "cache",         "directoryWalker", "entry",
-                                   "filter", "historyReader", "keywordExpansion"};
-  constexpr const char* extensions[] = {".h", ".cpp"};
-  std::vector<std::string> names;
-  for (std::size_t i = 0; i < count; ++i) {
-    std::string number = std::to_string(i);
-    number.insert(0, 5 - std::min<std::size_t>(number.size(), 5), '0');
-    names.push_back(stems[i % std::size(stems)] + number + extensions[i % std::size(extensions)]);
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 struct State {
   const char* status;
   const char* repositoryRevision;
@@ -44,12 +29,17 @@ struct State {
 // One file in ten is in a state other than up to date.
 State stateOf(std::size_t index) {
   switch (index % 50) {
-    case 7: return {"Needs Patch", "1.5", true};
-    case 17: return {"Needs Checkout", "1.4", false};
-    case 27: return {"Needs Merge", "1.6", true};
+    case 7:
+      return {"Needs Patch", "1.5", true};
+    case 17:
+      return {"Needs Checkout", "1.4", false};
+    case 27:
+      return {"Needs Merge", "1.6", true};
     case 37:
-    case 47: return {"Locally Modified", "1.4", true};
-    default: return {"Up-to-date", "1.4", true};
+    case 47:
+      return {"Locally Modified", "1.4", true};
+    default:
+      return {"Up-to-date", "1.4", true};
   }
 }
 
@@ -87,6 +77,20 @@ Workspace::Workspace() {
 Workspace::~Workspace() {
   std::error_code ignored;
   fs::remove_all(path_, ignored);
+}
+
+std::vector<std::string> fileNames(std::size_t count) {
+  constexpr const char* stems[] = {"buf",    "cache",         "directoryWalker", "entry",
+                                   "filter", "historyReader", "keywordExpansion"};
+  constexpr const char* extensions[] = {".h", ".cpp"};
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < count; ++i) {
+    std::string number = std::to_string(i);
+    number.insert(0, 5 - std::min<std::size_t>(number.size(), 5), '0');
+    names.push_back(stems[i % std::size(stems)] + number + extensions[i % std::size(extensions)]);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 void writeLines(const fs::path& file, std::size_t count) {

@@ -25,6 +25,10 @@ struct TreeSizes {
   std::size_t filesPerDirectory;  // in each of those
 };
 
+// The names of the files in a directory of `count`: sorted, as the client lists them, and 9 to 25
+// characters long.
+std::vector<std::string> fileNames(std::size_t count);
+
 // Writes `count` lines of 66 characters each.
 void writeLines(const std::filesystem::path& file, std::size_t count);
 

@@ -1,0 +1,442 @@
+
+
+#include "support.h"
+
+namespace {
+
+using Operations = ProviderTest;
+using Operation = std::function<bool(CVSInterface&)>;
+
+TEST_F(Operations, StoresSettings) {
+  const struct {
+    const char* key;
+    const char* value;
+    bool stored;
+    const char* root;
+    bool edits;
+  } cases[] = {
+      {"Environment/Source Code Control/CVSRoot", ":ext:a", true, ":ext:a", false},
+      {"Environment/Source Code Control/cvsroot", "b", false, ":ext:a", false},
+      {"Environment/Source Code Control/CVSRoot ", "b", false, ":ext:a", false},
+      {"CVSRoot", "b", false, ":ext:a", false},
+      {nullptr, "b", false, ":ext:a", false},
+      {"Environment/Source Code Control/CVSEditSupported", "Yes", true, ":ext:a", true},
+      {"Environment/Source Code Control/CVSEditSupported", "yes", true, ":ext:a", false},
+      {"Environment/Source Code Control/CVSEditSupported", "Yes ", true, ":ext:a", false},
+      {"Environment/Source Code Control/CVSEditSupported", "Yes", true, ":ext:a", true},
+      {"Environment/Source Code Control/CVSEditSupported", nullptr, true, ":ext:a", false},
+      {"Environment/Source Code Control/CVSRoot", nullptr, true, "", false},
+  };
+  for (const auto& [key, value, stored, repository, edits] : cases) {
+    EXPECT_EQ(provider.setOption(key, value), stored) << key;
+    EXPECT_STREQ(provider.getRepositoryListEntry(), repository);
+    EXPECT_EQ(provider.checkOutSupported(), edits) << value;
+  }
+}
+
+TEST_F(Operations, RunTheirCommands) {
+  const struct {
+    Operation operation;
+    Lines commands;
+  } cases[] = {
+      {[](auto& p) { return p.checkin("src/a.c", "two\nlines 'and' \"quotes\""); },
+       {".$ commit|-m|two\nlines 'and' \"quotes\"|src/a.c"}},
+      {[](auto& p) { return p.checkin("a", nullptr); }, {".$ commit|-m|no comment|a"}},
+      {[](auto& p) { return p.checkin("a", ""); }, {".$ commit|-m|no comment|a"}},
+      {[](auto& p) { return p.addFile("a.c", ""); }, {".$ add|a.c", ".$ commit|-m|no comment|a.c"}},
+      {[](auto& p) { return p.addFile("/src//a.c", "m"); },
+       {"./src$ add|a.c", ".$ commit|-m|m|/src//a.c"}},
+      {[](auto& p) { return p.getFile("src/a.c", true); }, {".$ update|src/a.c"}},
+      {[](auto& p) { return p.getFile("src/a.c", false); }, {".$ update|-C|src/a.c"}},
+      {[](auto& p) { return p.getTo("src/a.c", "", "/dev/null"); }, {".$ update|-p|-r||src/a.c"}},
+      {[](auto& p) { return p.checkout("src/a.c", nullptr, true); },
+       {"./src$ status|-l", ".$ edit|src/a.c", "./src$ status|-l|a.c"}},
+      {[](auto& p) { return p.undoCheckout("src/a.c", false); },
+       {".$ unedit|-w|-y|src/a.c", "./src$ status|-l|a.c"}},
+      {[](auto& p) { return p.undoCheckout("src/a.c", true); },
+       {".$ unedit|-y|src/a.c", ".$ update|-C|src/a.c", "./src$ status|-l|a.c"}},
+      {[](auto& p) { return p.iterateRemoteDirectory("lib/proj", true) == 0; },
+       {"host$ -q|rls|-e|lib/proj"}},
+      {[](auto& p) { return p.login("u", "", root); }, {}},
+      {[](auto& p) { return p.logout(); }, {}},
+  };
+  reply("status", 0, statusBlock("x", "Up-to-date"));
+  for (const auto& [operation, commands] : cases) {
+    EXPECT_TRUE(operation(provider)) << ::testing::PrintToString(commands);
+    EXPECT_EQ(calls(), commands);
+  }
+  set("CVSLoginRequired", "Yes");
+  EXPECT_TRUE(provider.login("u", "", root) && provider.logout());
+  EXPECT_EQ(calls(), (Lines{"host$ login|-p|", "host$ logout"}));
+}
+
+TEST_F(Operations, StopAtTheFirstFailureAndKeepTheClientsWords) {
+  const struct {
+    const char* failing;
+    Operation operation;
+    Lines commands;
+  } cases[] = {
+      {"commit", [](auto& p) { return p.checkin("src/a.c", "m"); }, {".$ commit|-m|m|src/a.c"}},
+      {"add", [](auto& p) { return p.addFile("src/a.c", "m"); }, {"./src$ add|a.c"}},
+      {"add:new", [](auto& p) { return p.addFile("src/new/deep/a.c", "m"); }, {"./src$ add|new"}},
+      {"commit",
+       [](auto& p) { return p.addFile("src/a.c", "m"); },
+       {"./src$ add|a.c", ".$ commit|-m|m|src/a.c"}},
+      {"update", [](auto& p) { return p.getFile("src/a.c", true); }, {".$ update|src/a.c"}},
+      {"update", [](auto& p) { return p.getTo("a", "1", "/dev/null"); }, {".$ update|-p|-r|1|a"}},
+      {"update", [](auto& p) { return p.checkout("src/a.c", "", true); }, {".$ update|-C|src/a.c"}},
+      {"edit", [](auto& p) { return p.checkout("src/a.c", "x", false); }, {".$ edit|src/a.c"}},
+      {"unedit", [](auto& p) { return p.undoCheckout("src/a.c", true); }, {".$ unedit|-y|src/a.c"}},
+      {"update",
+       [](auto& p) { return p.undoCheckout("src/a.c", true); },
+       {".$ unedit|-y|src/a.c", ".$ update|-C|src/a.c"}},
+      {"rls",
+       [](auto& p) { return p.iterateRemoteDirectory("d", false) != 0; },
+       {"host$ -q|rls|-e|d"}},
+      {"login", [](auto& p) { return p.login("u", "p", root); }, {"host$ login|-p|p"}},
+  };
+  set("CVSLoginRequired", "Yes");
+  reply("status", 0, statusBlock("a.c", "Locally Modified"));
+  ASSERT_TRUE(known("src/a.c"));  // cached: what succeeds would read it again
+  calls();
+  for (const auto& [failing, operation, commands] : cases) {
+    reply(failing, 2, "output\n", std::string("\nthe words of\n") + failing);
+    EXPECT_FALSE(operation(provider)) << failing;
+    EXPECT_EQ(calls(), commands);
+    EXPECT_EQ(provider.getLastErrorCommand(),
+              std::string(failing, 0, std::string(failing).find(':')));
+    EXPECT_EQ(provider.getLastError(), std::string("the words of\n") + failing);
+    reply(failing, 0);
+  }
+  reply("logout", 1, "", "no");
+  EXPECT_TRUE(provider.logout());
+  EXPECT_STREQ(provider.getLastError(), "no");
+}
+
+TEST_F(Operations, KeepTheLastErrorUntilTheNext) {
+  std::vector<std::string> output = {"stale"};
+  const auto run = [&] {
+    return provider.executeCVSCommand("x", {"-g"}, {"-o"}, "", {"f"}, output);
+  };
+  EXPECT_EQ(run(), 0);
+  EXPECT_STREQ(provider.getLastErrorCommand(), "");
+  reply("-g", 0, "a\n\nb\n", "warning");  // the stand-in takes the option for the command
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(output, (Lines{"a", "", "b"}));
+  EXPECT_STREQ(provider.getLastErrorCommand(), "x");
+  EXPECT_STREQ(provider.getLastError(), "warning");
+  reply("-g", 0);
+  EXPECT_EQ(run(), 0);
+  EXPECT_STREQ(provider.getLastError(), "warning");
+  reply("-g", 200, "out\n");
+  EXPECT_EQ(run(), -56);
+  EXPECT_STREQ(provider.getLastError(), "");
+  EXPECT_EQ(output, Lines{"out"});
+  EXPECT_EQ(calls().back(), "host$ -g|x|-o|f");
+  set("CVSExecutable", "");
+  EXPECT_EQ(run(), -1);
+  EXPECT_EQ(output, Lines{});
+}
+
+TEST_F(Operations, RefuseNullPointersAndRunNothing) {
+  const std::vector<Operation> cases = {
+      [](auto& p) { return p.setRoots(nullptr); },
+      [](auto& p) { return p.setRoots(nullptr, "m") || p.setRoots("/a/b", nullptr); },
+      [](auto& p) { return p.addFile(nullptr, "m") || p.addFile("", "m") || p.addFile("//", "m"); },
+      [](auto& p) {
+        return p.saved(nullptr) || p.checkin(nullptr, "m") || p.getFile(nullptr, true);
+      },
+      [](auto& p) { return p.getTo(nullptr, "1", "f") || p.getTo("a", nullptr, "f"); },
+      [](auto& p) { return p.getTo("a", "1", nullptr) || p.createDirectory("p", nullptr); },
+      [](auto& p) { return p.checkout(nullptr, "", true) || p.undoCheckout(nullptr, true); },
+      [](auto& p) { return p.iterateRemoteDirectory(nullptr, true) != 0; },
+  };
+  provider.preMulti();
+  for (const auto& operation : cases) EXPECT_FALSE(operation(provider));
+  EXPECT_FALSE(known(nullptr));
+  EXPECT_TRUE(provider.postMulti());
+  EXPECT_EQ(calls(), Lines{});
+  EXPECT_STREQ(provider.getLocalRoot(), scratch.path().c_str());
+  EXPECT_TRUE(provider.login(nullptr, nullptr, nullptr));
+  EXPECT_STREQ(provider.getRepositoryListEntry(), "");
+}
+
+TEST_F(Operations, LearnTheRemoteRootFromTheWorkingCopy) {
+  const struct {
+    std::string contents;
+    std::string remote;
+  } cases[] = {{"lib/proj\n", "lib/proj"},
+               {"lib/proj", "lib/proj"},
+               {"a\nb\n", "a"},
+               {"", ""},
+               {std::string(3000, 'x'), std::string(1023, 'x')}};
+  for (const auto& [contents, remote] : cases) {
+    scratch.write("CVS/Repository", contents);
+    EXPECT_TRUE(provider.setRoots((scratch.path() + '/').c_str()));
+    EXPECT_EQ(provider.getLocalRoot(), scratch.path() + '/');
+    EXPECT_EQ(provider.getRemoteRoot(), remote);
+  }
+  EXPECT_FALSE(provider.setRoots("/usr"));
+  EXPECT_EQ(provider.getLocalRoot(), scratch.path() + '/');
+}
+
+TEST_F(Operations, CheckOutANewRoot) {
+  const std::string here = scratch.path();
+  const struct {
+    std::string local;
+    bool result;
+    Lines commands;
+  } cases[] = {{here + "/proj", true, {".$ checkout|-l|-d|proj|lib/p"}},
+               {here + "//src//proj//", true, {"./src$ checkout|-l|-d|proj|lib/p"}},
+               {"no-such-directory", true, {"/$ checkout|-l|-d|no-such-directory|lib/p"}},
+               {here + "/src", true, {}},
+               {"//", false, {}},
+               {"", false, {}},
+               {here + "/missing/proj", false, {}}};
+  for (const auto& [local, result, commands] : cases) {
+    EXPECT_EQ(provider.setRoots(local.c_str(), "lib/p"), result) << local;
+    EXPECT_EQ(calls(), commands);
+    EXPECT_EQ(provider.getLocalRoot(), '/' + local);
+    EXPECT_STREQ(provider.getRemoteRoot(), "lib/proj");
+  }
+}
+
+TEST_F(Operations, ListTheRepository) {
+  reply("rls", 0,
+        "D/docs////\n\nmessage\n/main.c/1.4/Mon Mar  3//\nD\n///\nD///\n//odd//\nD/a b////\n/x\n");
+  const auto list = [&](const char* path, bool directories) {
+    Lines names;
+    const int count = provider.iterateRemoteDirectory(path, directories);
+    for (const char* name; (name = provider.getRemoteDirectoryEntry()) != nullptr;) {
+      names.emplace_back(name);
+    }
+    EXPECT_EQ(static_cast<std::size_t>(count), names.size());
+    return names;
+  };
+  EXPECT_EQ(provider.getRemoteDirectoryEntry(), nullptr);
+  EXPECT_EQ(list("p", true), (Lines{"docs", "a b"}));
+  EXPECT_EQ(list("p", false), (Lines{"main.c", "odd", "x"}));
+
+  // A name of one listing is a fit argument for the next.
+  provider.iterateRemoteDirectory("p", true);
+  calls();
+  provider.iterateRemoteDirectory(provider.getRemoteDirectoryEntry(), true);
+  EXPECT_EQ(calls(), Lines{"host$ -q|rls|-e|docs"});
+  reply("rls", 1, "D/docs////\n");
+  EXPECT_EQ(list("p", true), Lines{});
+}
+
+TEST_F(Operations, WriteARevisionWholeOrNotAtAll) {
+  const std::string file = scratch.write("to", "before");
+  const struct {
+    const char* contents;
+    const char* written;
+  } cases[] = {
+      {"a\nb\nc\n", "a\nb\nc\n"}, {"a\nlast", "a\nlast\n"}, {"a\r\nb\r\n", "a\nb\n"}, {"", ""}};
+  reply("update", 1, "half");
+  EXPECT_FALSE(provider.getTo("a", "1.1", file.c_str()));
+  EXPECT_EQ(readFile(file), "before");
+  for (const auto& [contents, written] : cases) {
+    reply("update", 0, contents, "Checking out a");
+    EXPECT_TRUE(provider.getTo("a", "1.1", file.c_str())) << contents;
+    EXPECT_EQ(readFile(file), written);
+  }
+  reply("update", 0, "text");
+  EXPECT_FALSE(provider.getTo("a", "1.1", "/no/such/directory/file"));
+  EXPECT_FALSE(provider.getTo("a", "1.1", "/dev/full"));
+}
+
+TEST_F(Operations, ImportANewDirectoryFromAnEmptyOne) {
+  const struct {
+    const char* parent;
+    const char* name;
+    const char* path;
+  } cases[] = {{"lib", "docs", "lib/docs"},
+               {nullptr, "docs", "docs"},
+               {"", "docs", "/docs"},
+               {"lib/", "docs", "lib//docs"}};
+  std::string user;
+  for (const auto& [parent, name, path] : cases) {
+    EXPECT_TRUE(provider.createDirectory(parent, name));
+    const std::string call = calls().at(0);
+    const std::string directory = call.substr(0, call.find(' '));
+    EXPECT_EQ(call.substr(directory.size()), " (empty)$ import|-m|Quillmarsh Generated|" +
+                                                 std::string(path) + '|' + user + "|start");
+    EXPECT_FALSE(std::filesystem::exists(directory)) << directory;
+    user += 'u';
+    provider.login(user.c_str(), nullptr, root);
+  }
+  reply("import", 1);
+  EXPECT_FALSE(provider.createDirectory(nullptr, "docs"));
+}
+
+TEST_F(Operations, AddNewDirectoriesFromTheTopDown) {
+  reply("status", 0, statusBlock("x.c", "Up-to-date"));
+  for (const char* file : {"src/x.c", "src/new/x.c"}) {
+    scratch.write(file, "");
+    ASSERT_TRUE(known(file));
+  }
+  scratch.write("src/new/deep/x.c", "");
+  calls();
+  EXPECT_TRUE(provider.addFile("src/new/deep/x.c", "m"));
+  EXPECT_EQ(calls(), (Lines{"./src$ add|new", "./src/new$ add|deep", "./src/new/deep$ add|x.c",
+                            ".$ commit|-m|m|src/new/deep/x.c"}));
+  EXPECT_TRUE(known("src/x.c"));
+  EXPECT_EQ(calls(), Lines{});  // only added directories are read again
+  EXPECT_TRUE(known("src/new/x.c"));
+  EXPECT_EQ(calls(), Lines{"./src/new$ status|-l"});
+}
+
+TEST_F(Operations, EditCleanOnlyWhatIsModified) {
+  reply("status", 0, statusBlock("clean", "Up-to-date") + statusBlock("dirty", "Locally Modified"));
+  const struct {
+    const char* file;
+    bool clean;
+    Lines commands;
+  } cases[] = {{"clean", true, {".$ edit|clean"}},
+               {"dirty", false, {".$ edit|dirty"}},
+               {"unknown", true, {".$ edit|unknown"}},
+               {"dirty", true, {".$ update|-C|dirty", ".$ edit|dirty"}}};
+  provider.preMulti();  // which neither joins
+  ASSERT_TRUE(known("clean"));
+  calls();
+  for (const auto& [file, clean, commands] : cases) {
+    EXPECT_TRUE(provider.checkout(file, nullptr, clean));
+    Lines expected = commands;
+    expected.push_back(std::string(".$ status|-l|") + file);
+    EXPECT_EQ(calls(), expected);
+  }
+  EXPECT_TRUE(provider.postMulti());
+  EXPECT_EQ(calls(), Lines{});
+}
+
+// One step of a bracket: what is called, what it returns, and what it runs.
+struct Step {
+  Operation operation;
+  bool result = true;
+  Lines commands = {};
+};
+
+class Batches : public ProviderTest {
+ protected:
+  void runSteps(const std::vector<Step>& steps) {
+    provider.preMulti();
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+      EXPECT_EQ(steps[i].operation(provider), steps[i].result) << "step " << i;
+      EXPECT_EQ(calls(), steps[i].commands) << "step " << i;
+    }
+  }
+
+  static bool close(CVSInterface& p) { return p.postMulti(); }
+};
+
+Operation commit(const char* file, const char* comment) {
+  return [=](CVSInterface& p) { return p.checkin(file, comment); };
+}
+Operation update(const char* file, bool keepChanges) {
+  return [=](CVSInterface& p) { return p.getFile(file, keepChanges); };
+}
+Operation add(const char* file, const char* comment) {
+  return [=](CVSInterface& p) { return p.addFile(file, comment); };
+}
+bool logIn(CVSInterface& p) {
+  return p.login("u", "p", "/repo");
+}
+bool openAgain(CVSInterface& p) {
+  p.preMulti();
+  return true;
+}
+
+TEST_F(Batches, RunAsOneCommand) {
+  const std::vector<Step> cases[] = {
+      {{close}},
+      {{commit("a", "A")},
+       {openAgain},
+       {commit("b", "B")},
+       {commit("a", "C")},
+       {close, true, {".$ commit|-m|A|a|b|a"}},
+       {close}},
+      {{commit("a", nullptr)}, {close, true, {".$ commit|-m|no comment|a"}}},
+      {{commit("a", "")}, {commit("b", "B")}, {close, true, {".$ commit|-m||a|b"}}},
+      {{commit("a", "A")}, {update("b", false)}, {close, true, {".$ commit|-m|A|a|b"}}},
+      {{update("a", false)}, {update("b", true)}, {close, true, {".$ update|-C|a|b"}}},
+      {{update("a", true)}, {commit("b", "B")}, {close, true, {".$ update|a|b"}}},
+      {{add("src/n", ""), true, {"./src$ add|n"}},
+       {commit("b", "B")},
+       {close, true, {".$ commit|-m|no comment|src/n|b"}}},
+      {{commit("a", "A")},
+       {add("n", "N"), true, {".$ add|n"}},
+       {close, true, {".$ commit|-m|A|a|n"}}},
+      // A login empties the command alone.
+      {{commit("a", "A")}, {logIn}, {commit("b", "B")}, {close, true, {".$ commit|-m|A|-m|B|a|b"}}},
+      {{commit("a", "A")},
+       {logIn},
+       {add("n", "N"), true, {".$ add|n"}},
+       {close, true, {".$ commit|-m|A|-m|N|a|n"}}},
+      {{commit("a", "A")}, {logIn}, {update("b", false)}, {close, true, {".$ update|-C|a|b"}}},
+      {{commit("a", "A")}, {logIn}, {close, true, {".$ |-m|A|a"}}},
+  };
+  for (const auto& steps : cases) runSteps(steps);
+}
+
+TEST_F(Batches, StayOpenAndWholeAfterAFailure) {
+  reply("commit", 1, "", "not up to date");
+  reply("add:bad", 1);
+  runSteps({{commit("a", "A")},
+            {close, false, {".$ commit|-m|A|a"}},
+            {close, false, {".$ commit|-m|A|a"}},
+            {add("bad", "B"), false, {".$ add|bad"}},
+            {commit("b", "B")},
+            {close, false, {".$ commit|-m|A|a|b"}}});
+  EXPECT_STREQ(provider.getLastError(), "not up to date");
+
+  // It runs wherever the root is by then, and then reads every file again, in order.
+  reply("commit", 0);
+  reply("status", 0, statusBlock("x", "Up-to-date"));
+  ASSERT_TRUE(known("src/x"));
+  EXPECT_TRUE(provider.checkin("src/x", "X") && provider.checkin("src/x", "X"));
+  calls();
+  EXPECT_TRUE(provider.postMulti());
+  EXPECT_EQ(calls(),
+            (Lines{".$ commit|-m|A|a|b|src/x|src/x", "./src$ status|-l|x", "./src$ status|-l|x"}));
+  EXPECT_TRUE(provider.checkin("c", "C"));
+  EXPECT_EQ(calls(), Lines{".$ commit|-m|C|c"});
+}
+
+TEST_F(Batches, HoldAThousandFilesAndSurviveTooMany) {
+  provider.preMulti();
+  for (int i = 0; i < 1000; ++i) provider.checkin(("file" + std::to_string(i)).c_str(), "m");
+  EXPECT_TRUE(provider.postMulti());
+  const Lines one = calls();
+  ASSERT_EQ(one.size(), 1u);
+  EXPECT_EQ(std::count(one[0].begin(), one[0].end(), '|'), 1002);
+
+  const std::string longName(4000, 'x');
+  provider.preMulti();
+  for (int i = 0; i < 5000; ++i) provider.checkin(longName.c_str(), "m");
+  EXPECT_FALSE(provider.postMulti());  // more than the system passes to a program
+  EXPECT_STREQ(provider.getLastErrorCommand(), "commit");
+  reply("status", 0, statusBlock("x", "Up-to-date"));
+  EXPECT_TRUE(known("x"));  // and released with the batch pending and the cache filled
+  EXPECT_EQ(calls(), Lines{".$ status|-l"});
+}
+
+TEST(SplitString, CutsTokens) {
+  const struct {
+    const char* text;
+    const char* delimiters;
+    Lines tokens;
+  } cases[] = {{"a//b/", "/", {"kept", "a", "b"}},
+               {"/", "/", {"kept"}},
+               {"", "/", {"kept"}},
+               {"a\t\tb c", "\t", {"kept", "a", "b c"}},
+               {"a;b,c", ",;", {"kept", "a", "b", "c"}},
+               {nullptr, "/", {"kept"}}};
+  for (const auto& [text, delimiters, tokens] : cases) {
+    Lines out = {"kept"};
+    splitString(text, delimiters, out);
+    EXPECT_EQ(out, tokens);
+  }
+}
+
+}  // namespace

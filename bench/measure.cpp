@@ -10,8 +10,7 @@
 namespace {
 
 double timeOnce(const Side& side) {
-  // Either side starts on memory of its own, rather than on what the other has just freed.
-  malloc_trim(0);
+  malloc_trim(0);  // neither side is to profit from memory that the other has left
   const auto start = std::chrono::steady_clock::now();
   side.run();
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
@@ -20,10 +19,6 @@ double timeOnce(const Side& side) {
 }
 
 }  // namespace
-
-void demand(bool condition, const std::string& otherwise) {
-  if (!condition) throw std::runtime_error(otherwise);
-}
 
 Comparison comparePairs(const Side& provider, const Side& reference, int pairs) {
   timeOnce(provider);
@@ -38,12 +33,10 @@ Comparison comparePairs(const Side& provider, const Side& reference, int pairs) 
   return comparison;
 }
 
-Summary summarise(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  const std::size_t middle = values.size() / 2;
-  const double median =
-      values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-  return {values.front(), median, values.back()};
+Comparison divide(Comparison comparison, std::size_t count) {
+  for (double& value : comparison.provider) value /= static_cast<double>(count);
+  for (double& value : comparison.reference) value /= static_cast<double>(count);
+  return comparison;
 }
 
 std::vector<double> ratios(const Comparison& comparison) {
@@ -51,4 +44,14 @@ std::vector<double> ratios(const Comparison& comparison) {
   std::transform(comparison.provider.begin(), comparison.provider.end(),
                  comparison.reference.begin(), std::back_inserter(result), std::divides<>());
   return result;
+}
+
+Summary summarise(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const std::size_t upper = values.size() / 2, lower = (values.size() - 1) / 2;
+  return {values.front(), (values[lower] + values[upper]) / 2, values.back()};
+}
+
+void demand(bool condition, const std::string& otherwise) {
+  if (!condition) throw std::runtime_error(otherwise);
 }

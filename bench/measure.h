@@ -10,26 +10,27 @@ struct Side {
   std::function<void()> settle = [] {};  // not timed: checks the result, readies the next run
 };
 
-// What the two sides took, the runs of a pair at the same index.
+// What the two sides took, the two runs of a pair at the same index.
 struct Comparison {
   std::vector<double> provider;
   std::vector<double> reference;
 };
 
-// Ends the benchmark, by an exception, with the sentence `otherwise` unless the condition holds.
-void demand(bool condition, const std::string& otherwise);
-
 struct Summary {
-  double minimum;
-  double median;
-  double maximum;
+  double minimum, median, maximum;
 };
 
-// Runs the two sides in turn, swapping the order with every pair, after one pair that does not
-// count. Times are in seconds.
+// Runs the two sides in turn, changing the order with every pair, after one pair that does not
+// count. The times are in seconds.
 Comparison comparePairs(const Side& provider, const Side& reference, int pairs);
 
-Summary summarise(std::vector<double> values);
+// The same for one of `count` equal parts of each run.
+Comparison divide(Comparison comparison, std::size_t count);
 
 // Provider by reference, pair by pair.
 std::vector<double> ratios(const Comparison& comparison);
+
+Summary summarise(std::vector<double> values);
+
+// Ends the benchmark with a sentence, by an exception, unless the condition holds.
+void demand(bool condition, const std::string& otherwise);

@@ -13,33 +13,20 @@
 
 namespace {
 
-// Where the child starts, and its standard output.
-class FileActions {
- public:
-  FileActions(const std::string& directory, int output) {
-    demand(posix_spawn_file_actions_init(&actions_) == 0 &&
-               posix_spawn_file_actions_addchdir_np(&actions_, directory.c_str()) == 0 &&
-               posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO) == 0,
-           "what a child is to do before it starts could not be prepared");
-  }
-  ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
-  FileActions(const FileActions&) = delete;
-  FileActions& operator=(const FileActions&) = delete;
-
-  const posix_spawn_file_actions_t* get() const { return &actions_; }
-
- private:
-  posix_spawn_file_actions_t actions_;
-};
-
 pid_t spawn(const Arguments& arguments, const std::string& directory, int output) {
   std::vector<char*> pointers;
   for (const auto& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
   pointers.push_back(nullptr);
-  const FileActions actions(directory, output);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addchdir_np(&actions, directory.c_str());
+  posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
   pid_t child = -1;
-  demand(posix_spawn(&child, pointers[0], actions.get(), nullptr, pointers.data(), environ) == 0,
-         arguments.front() + " could not be started");
+  const int error = posix_spawnp(&child, pointers[0], &actions, nullptr, pointers.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  demand(error == 0, arguments.front() + " could not be started in " + directory);
   return child;
 }
 
@@ -54,13 +41,7 @@ std::size_t readToEnd(int descriptor) {
   return total;
 }
 
-std::string shellCommand(const Arguments& arguments) {
-  std::string command;
-  for (const auto& argument : arguments) command += '\'' + argument + "' ";
-  return command;
-}
-
-struct Free {
+struct Freer {
   void operator()(char* line) const { std::free(line); }
 };
 
@@ -79,7 +60,9 @@ std::size_t readOutput(const Arguments& arguments, const std::string& directory)
 }
 
 std::vector<std::string> collectLines(const Arguments& arguments) {
-  FILE* stream = popen(shellCommand(arguments).c_str(), "r");
+  std::string command;
+  for (const auto& argument : arguments) command += '\'' + argument + "' ";
+  FILE* stream = popen(command.c_str(), "r");
   demand(stream != nullptr, arguments.front() + " could not be started");
   std::vector<std::string> lines;
   char* line = nullptr;
@@ -88,7 +71,7 @@ std::vector<std::string> collectLines(const Arguments& arguments) {
     if (line[length - 1] == '\n') --length;
     lines.emplace_back(line, static_cast<std::size_t>(length));
   }
-  const std::unique_ptr<char, Free> owner(line);
+  const std::unique_ptr<char, Freer> owner(line);
   demand(pclose(stream) == 0, arguments.front() + " failed");
   return lines;
 }

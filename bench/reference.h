@@ -3,12 +3,11 @@
 #include <string>
 #include <vector>
 
-// What a program would do that runs the client with nothing but the system's own means. Both throw
-// std::runtime_error when the child fails.
+// What a program would do that runs the client by the system's own means. Both demand success.
 using Arguments = std::vector<std::string>;
 
-// posix_spawn, read to the end, waitpid. Only the standard output goes through a pipe. Returns the
-// number of bytes read.
+// posix_spawn, read to the end, waitpid. Standard output goes through a pipe, standard error to
+// nowhere. Returns the number of bytes read.
 std::size_t readOutput(const Arguments& arguments, const std::string& directory);
 
 // popen, getline, pclose. The lines are without terminators.

@@ -1,5 +1,6 @@
 #include "rows.h"
 
+#include <malloc.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,7 +16,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char root[] = "/repo";  // the stand-in for the client has no use for one
+constexpr char noRepository[] = "/repo";  // the stand-in for the client has no use for one
+constexpr char realClient[] = "cvs";
 
 // A provider that runs a given client on a working copy.
 class TiedProvider : public CVSInterface {
@@ -26,17 +28,6 @@ class TiedProvider : public CVSInterface {
     setOption("Environment/Source Code Control/CVSRoot", repository.c_str());
     demand(setRoots(directory.c_str()), directory.string() + " is no working copy");
   }
-
-  bool failed() { return *getLastErrorCommand() != '\0'; }
-};
-
-// What the stand-in for the client writes, for as long as this object lives.
-class ChildOutput {
- public:
-  explicit ChildOutput(const fs::path& file) { setenv("BENCH_OUTPUT", file.c_str(), 1); }
-  ~ChildOutput() { unsetenv("BENCH_OUTPUT"); }
-  ChildOutput(const ChildOutput&) = delete;
-  ChildOutput& operator=(const ChildOutput&) = delete;
 };
 
 struct Answer {
@@ -52,6 +43,7 @@ Answer ask(CVSInterface& provider, const std::string& path) {
   return answer;
 }
 
+// What `status -l` writes of a directory.
 struct Listing {
   fs::path file;
   std::vector<std::string> names;
@@ -62,40 +54,50 @@ Listing makeListing(const Setup& setup, std::size_t files) {
   return {file, writeStatus(file, files)};
 }
 
-TiedProvider tieToChild(const Setup& setup, const fs::path& directory) {
+fs::path makeLines(const Setup& setup) {
+  const fs::path file = setup.workspace.path() / "lines";
+  writeLines(file, setup.sizes.lines);
+  return file;
+}
+
+void letChildWrite(const fs::path& file) {
+  demand(setenv("BENCH_OUTPUT", file.c_str(), 1) == 0, "the environment is full");
+}
+
+TiedProvider tieToChild(const Setup& setup) {
+  const fs::path directory = setup.workspace.path() / "copy";
   writeAdministration(directory);
-  return TiedProvider(setup.child, root, directory);
+  return TiedProvider(setup.child, noRepository, directory);
+}
+
+Arguments childArguments(const Setup& setup) {
+  return {setup.child, "-d", noRepository, "status", "-l"};
+}
+
+// Checks that all lines are there, and frees them.
+void settleLines(std::vector<std::string>& lines, std::size_t count) {
+  demand(lines.size() == count, "lines were lost");
+  std::vector<std::string>().swap(lines);
 }
 
 // The first status of a directory; the last name tells whether all of it was read.
 Side readingStatus(TiedProvider& provider, const Listing& listing) {
-  return {[&] {
-            const ChildOutput output(listing.file);
-            demand(ask(provider, listing.names.front()).known, "a first status failed");
-          },
-          [&] {
-            demand(ask(provider, listing.names.back()).known, "a first status was incomplete");
-            provider.refresh();
-          }};
+  const auto read = [&] {
+    letChildWrite(listing.file);
+    demand(ask(provider, listing.names.front()).known, "a first status failed");
+  };
+  const auto forget = [&] {
+    demand(ask(provider, listing.names.back()).known, "a first status was incomplete");
+    provider.refresh();
+  };
+  return {read, forget};
 }
 
-Comparison divide(Comparison comparison, std::size_t by) {
-  for (auto* values : {&comparison.provider, &comparison.reference}) {
-    for (double& value : *values) value /= static_cast<double>(by);
-  }
-  return comparison;
-}
-
-std::vector<std::string> withPrefix(std::vector<std::string> names, const std::string& prefix) {
-  for (auto& name : names) name.insert(0, prefix);
-  return names;
-}
-
-FileStatusMap copyRecords(TiedProvider& provider, const std::string& prefix,
+FileStatusMap copyRecords(TiedProvider& provider, const std::string& directory,
                           const std::vector<std::string>& names) {
   FileStatusMap records;
   for (const auto& name : names) {
-    const CVSFileStatus* record = provider.getFileStatus(prefix + name);
+    const CVSFileStatus* record = provider.getFileStatus(directory + name);
     demand(record != nullptr, name + " has no status");
     records.emplace_hint(records.end(), name, *record);
   }
@@ -105,42 +107,43 @@ FileStatusMap copyRecords(TiedProvider& provider, const std::string& prefix,
 // In bytes; `field` is one that the system counts in kilobytes.
 double memoryOf(const std::string& field) {
   std::ifstream file("/proc/self/status");
-  for (std::string line; std::getline(file, line);) {
-    if (line.rfind(field, 0) == 0) return 1024 * std::stod(line.substr(field.size()));
+  std::string line;
+  while (std::getline(file, line) && line.rfind(field, 0) != 0) {
   }
-  throw std::runtime_error("the system does not tell " + field);
+  demand(file.good(), "the system does not tell " + field);
+  return 1024 * std::stod(line.substr(field.size()));
 }
 
-double measureGrowth(TiedProvider& provider, std::size_t count) {
+double growthOfCollecting(TiedProvider& provider, std::size_t count) {
+  malloc_trim(0);  // it is not to live on memory that is there already
   const double before = memoryOf("VmRSS:");
   std::vector<std::string> lines;
   const int result = provider.executeCVSCommand("status", {}, {"-l"}, "", {}, lines);
   const double growth = memoryOf("VmHWM:") - before;
-  demand(result == 0 && lines.size() == count, "lines were lost");
+  demand(result == 0, "collecting failed");
+  settleLines(lines, count);
   return growth;
 }
 
-// What `function` returns in a process of its own, which starts without memory to spare.
+// What a function returns in a process of its own.
 double inOtherProcess(const std::function<double()>& function) {
   int ends[2];
   demand(pipe(ends) == 0, "no pipe could be made");
   const pid_t other = fork();
   demand(other != -1, "no process could be made");
+  double result = 0;
   if (other == 0) {
     try {
-      const double result = function();
+      result = function();
       _exit(write(ends[1], &result, sizeof result) == sizeof result ? 0 : 1);
     } catch (const std::exception&) {
       _exit(1);
     }
   }
   close(ends[1]);
-  double result = 0;
   const bool received = read(ends[0], &result, sizeof result) == sizeof result;
   close(ends[0]);
-  int status = -1;
-  demand(waitpid(other, &status, 0) == other && status == 0 && received,
-         "the process that measures memory failed");
+  demand(waitpid(other, nullptr, 0) == other && received, "memory could not be measured");
   return result;
 }
 
@@ -148,10 +151,11 @@ std::string repositoryOf(const Setup& setup) {
   return setup.workspace.path() / "repository";
 }
 
-const fs::path& treeOf(Setup& setup) {
+fs::path treeOf(Setup& setup) {
   if (!setup.tree.has_value()) {
+    if (std::system("command -v cvs >/dev/null") != 0) throw Skipped("there is no cvs");
     setup.tree =
-        checkOutTree(setup.client, repositoryOf(setup), setup.workspace.path(), setup.sizes.tree);
+        checkOutTree(realClient, repositoryOf(setup), setup.workspace.path(), setup.sizes.tree);
   }
   return *setup.tree;
 }
@@ -159,106 +163,90 @@ const fs::path& treeOf(Setup& setup) {
 }  // namespace
 
 Comparison oneCommand(Setup& setup, int pairs) {
-  const fs::path directory = setup.workspace.path() / "copy";
-  TiedProvider provider = tieToChild(setup, directory);
+  TiedProvider provider = tieToChild(setup);
   const Listing listing = makeListing(setup, 1);
   const std::string& name = listing.names.front();
-  {
-    const ChildOutput output(listing.file);
-    demand(ask(provider, name).known, "a first status failed");
-  }
-  const std::size_t commands = setup.sizes.commands;
-  const Side saving = {[&] {
-                         for (std::size_t i = 0; i < commands; ++i) provider.saved(name.c_str());
-                       },
-                       [&] { demand(!provider.failed(), "saved failed"); }};
-  const Arguments arguments = {setup.child, "-d", root, "status", "-l", name};
-  const Side spawning = {[&] {
-    for (std::size_t i = 0; i < commands; ++i) {
-      readOutput(arguments, directory);
+  letChildWrite(listing.file);
+  demand(ask(provider, name).known, "a first status failed");
+
+  letChildWrite("");
+  Arguments arguments = childArguments(setup);
+  arguments.push_back(name);
+  const auto save = [&] {
+    for (std::size_t i = 0; i < setup.sizes.commands; ++i) provider.saved(name.c_str());
+  };
+  const auto spawn = [&] {
+    for (std::size_t i = 0; i < setup.sizes.commands; ++i) {
+      readOutput(arguments, provider.getLocalRoot());
     }
-  }};
-  return divide(comparePairs(saving, spawning, pairs), commands);
+  };
+  const Comparison comparison = comparePairs({save}, {spawn}, pairs);
+  demand(*provider.getLastErrorCommand() == '\0', "saved failed");
+  return divide(comparison, setup.sizes.commands);
 }
 
 Comparison collecting(Setup& setup, int pairs) {
-  const fs::path file = setup.workspace.path() / "lines";
-  const std::size_t count = setup.sizes.lines;
-  writeLines(file, count);
-  const ChildOutput output(file);
-  TiedProvider provider = tieToChild(setup, setup.workspace.path() / "copy");
-  std::vector<std::string> provided, referred;
-  const auto settle = [count](std::vector<std::string>& lines) {
-    demand(lines.size() == count && lines.back().size() == 66, "lines were lost");
-    std::vector<std::string>().swap(lines);
-  };
-  return comparePairs({[&] { provider.executeCVSCommand("status", {}, {"-l"}, "", {}, provided); },
-                       [&] { settle(provided); }},
-                      {[&] {
-                         referred = collectLines({setup.child, "-d", root, "status", "-l"});
-                       },
-                       [&] { settle(referred); }},
-                      pairs);
+  letChildWrite(makeLines(setup));
+  TiedProvider provider = tieToChild(setup);
+  std::vector<std::string> lines;
+  const auto execute = [&] { provider.executeCVSCommand("status", {}, {"-l"}, "", {}, lines); };
+  const auto collect = [&] { lines = collectLines(childArguments(setup)); };
+  const auto settle = [&] { settleLines(lines, setup.sizes.lines); };
+  return comparePairs({execute, settle}, {collect, settle}, pairs);
 }
 
 Comparison firstStatus(Setup& setup, std::size_t files, int pairs) {
   const Listing listing = makeListing(setup, files);
-  TiedProvider provider = tieToChild(setup, setup.workspace.path() / "copy");
+  TiedProvider provider = tieToChild(setup);
   std::vector<std::string> lines;
-  const Side reference = {[&] {
-                            const ChildOutput output(listing.file);
-                            lines = collectLines({setup.child, "-d", root, "status", "-l"});
-                          },
-                          [&] {
-                            demand(lines.size() == 10 * files, "lines were lost");
-                            std::vector<std::string>().swap(lines);
-                          }};
-  return comparePairs(readingStatus(provider, listing), reference, pairs);
+  const auto collect = [&] { lines = collectLines(childArguments(setup)); };
+  const auto settle = [&] { settleLines(lines, 10 * files); };
+  return comparePairs(readingStatus(provider, listing), {collect, settle}, pairs);
 }
 
 Comparison growth(Setup& setup, int pairs) {
   const Listing many = makeListing(setup, setup.sizes.manyFiles);
   const Listing few = makeListing(setup, setup.sizes.fewFiles);
-  TiedProvider provider = tieToChild(setup, setup.workspace.path() / "copy");
+  TiedProvider provider = tieToChild(setup);
   return comparePairs(readingStatus(provider, many), readingStatus(provider, few), pairs);
 }
 
-Comparison cachedStatus(Setup& setup, const std::string& prefix, std::size_t files, int pairs) {
+Comparison cachedStatus(Setup& setup, std::size_t files, const std::string& directory, int pairs) {
   Listing listing = makeListing(setup, files);
-  TiedProvider provider = tieToChild(setup, setup.workspace.path() / "copy");
-  fs::create_directories(setup.workspace.path() / "copy" / prefix);
-  const ChildOutput output(listing.file);
-  const FileStatusMap records = copyRecords(provider, prefix, listing.names);
+  TiedProvider provider = tieToChild(setup);
+  fs::create_directories(provider.getLocalRoot() + ('/' + directory));
+  letChildWrite(listing.file);
+  const FileStatusMap records = copyRecords(provider, directory, listing.names);
 
-  std::shuffle(listing.names.begin(), listing.names.end(), std::mt19937());
-  const std::vector<std::string> keys = listing.names;
-  const std::vector<std::string> paths = withPrefix(listing.names, prefix);
+  std::vector<std::string>& keys = listing.names;
+  std::shuffle(keys.begin(), keys.end(), std::mt19937());
+  std::vector<std::string> paths = keys;
+  for (auto& path : paths) path.insert(0, directory);
   const std::size_t rounds = std::max<std::size_t>(1, setup.sizes.lookups / keys.size());
-  std::size_t asked = 0, found = 0;  // the answers, so that nobody can leave out a question
-  const Side asking = {[&] {
+  std::size_t asked = 0, found = 0;  // from every answer, so that no question can be left out
+  const auto askAll = [&] {
     for (std::size_t round = 0; round < rounds; ++round) {
       for (const auto& path : paths) asked += ask(provider, path).modified;
     }
-  }};
-  const Side finding = {[&] {
+  };
+  const auto findAll = [&] {
     for (std::size_t round = 0; round < rounds; ++round) {
       for (const auto& key : keys) found += records.find(key)->second.modified;
     }
-  }};
-  const Comparison comparison = comparePairs(asking, finding, pairs);
-  demand(asked == found && !provider.failed(), "the cache and the map disagree");
+  };
+  const Comparison comparison = comparePairs({askAll}, {findAll}, pairs);
+  demand(asked == found, "the cache and the map disagree");
   return divide(comparison, rounds * keys.size());
 }
 
 Comparison peakMemory(Setup& setup, int pairs) {
-  const fs::path file = setup.workspace.path() / "lines";
-  const std::size_t count = setup.sizes.lines;
-  writeLines(file, count);
-  const ChildOutput output(file);
-  TiedProvider provider = tieToChild(setup, setup.workspace.path() / "copy");
+  const fs::path file = makeLines(setup);
+  letChildWrite(file);
+  TiedProvider provider = tieToChild(setup);
+  const auto measure = [&] { return growthOfCollecting(provider, setup.sizes.lines); };
   Comparison comparison;
   for (int pair = 0; pair < pairs; ++pair) {
-    comparison.provider.push_back(inOtherProcess([&] { return measureGrowth(provider, count); }));
+    comparison.provider.push_back(inOtherProcess(measure));
     comparison.reference.push_back(static_cast<double>(fs::file_size(file)));
   }
   return comparison;
@@ -266,31 +254,28 @@ Comparison peakMemory(Setup& setup, int pairs) {
 
 Comparison clientStatus(Setup& setup, int pairs) {
   const fs::path directory = treeOf(setup) / "flat";
-  const std::string repository = repositoryOf(setup);
-  TiedProvider provider(setup.client, repository, directory);
   const std::string name = fileNames(setup.sizes.tree.flatFiles).front();
-  return comparePairs({[&] { demand(ask(provider, name).known, "a first status failed"); },
-                       [&] { provider.refresh(); }},
-                      {[&] {
-                        readOutput({setup.client, "-d", repository, "status", "-l"}, directory);
-                      }},
-                      pairs);
+  const Arguments arguments = {realClient, "-d", repositoryOf(setup), "status", "-l"};
+  TiedProvider provider(realClient, repositoryOf(setup), directory);
+  const auto read = [&] { demand(ask(provider, name).known, "a first status failed"); };
+  const auto forget = [&] { provider.refresh(); };
+  const auto spawn = [&] { readOutput(arguments, directory); };
+  return comparePairs({read, forget}, {spawn}, pairs);
 }
 
 Comparison hostStatus(Setup& setup, int pairs) {
+  if (!fs::exists(setup.scchost)) throw Skipped("there is no " + setup.scchost);
   const fs::path deep = treeOf(setup) / "deep";
-  const std::string repository = repositoryOf(setup);
-  const Arguments host = {setup.scchost, "--client", setup.client, "-C", deep, "status"};
-  std::vector<std::string> directories;
-  for (std::size_t i = 0; i < setup.sizes.tree.directories; ++i) {
-    directories.push_back(deep / ("part" + std::to_string(i)));
-  }
-  demand(collectLines(host).size() == directories.size() * setup.sizes.tree.filesPerDirectory,
+  const TreeSizes& sizes = setup.sizes.tree;
+  const Arguments client = {realClient, "-d", repositoryOf(setup), "status", "-l"};
+  const Arguments host = {setup.scchost, "--client", realClient, "-C", deep, "status"};
+  demand(collectLines(host).size() == sizes.directories * sizes.filesPerDirectory,
          "scchost does not report every file");
-  const Side client = {[&] {
-    for (const auto& directory : directories) {
-      readOutput({setup.client, "-d", repository, "status", "-l"}, directory);
+  const auto runHost = [&] { readOutput(host, deep); };
+  const auto runClients = [&] {
+    for (std::size_t i = 0; i < sizes.directories; ++i) {
+      readOutput(client, deep / ("part" + std::to_string(i)));
     }
-  }};
-  return comparePairs({[&] { readOutput(host, deep); }}, client, pairs);
+  };
+  return comparePairs({runHost}, {runClients}, pairs);
 }

@@ -2,28 +2,33 @@
 
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "measure.h"
 #include "workload.h"
 
 struct Sizes {
-  std::size_t commands;  // in one timing
+  std::size_t commands;  // in one run
   std::size_t lines;
   std::size_t fewFiles;
   std::size_t manyFiles;
-  std::size_t lookups;  // in one timing, at least
+  std::size_t lookups;  // in one run, at least
   TreeSizes tree;
 };
 
-// What all rows share.
+// What the rows share.
 struct Setup {
   Sizes sizes;
-  std::string child;    // stands in for the client
-  std::string client;   // the real one; empty where there is none
-  std::string scchost;  // empty where there is none
+  std::string child;  // stands in for the client in all rows but the last two
+  std::string scchost;
   Workspace workspace;
   std::optional<std::filesystem::path> tree = {};  // made for the first row that needs it
+};
+
+// Thrown by a row that needs a program that is not here.
+struct Skipped : std::runtime_error {
+  using std::runtime_error::runtime_error;
 };
 
 // The rows of the table. Times are in seconds, memory is in bytes.
@@ -31,7 +36,7 @@ Comparison oneCommand(Setup& setup, int pairs);
 Comparison collecting(Setup& setup, int pairs);
 Comparison firstStatus(Setup& setup, std::size_t files, int pairs);
 Comparison growth(Setup& setup, int pairs);
-Comparison cachedStatus(Setup& setup, const std::string& prefix, std::size_t files, int pairs);
+Comparison cachedStatus(Setup& setup, std::size_t files, const std::string& directory, int pairs);
 Comparison peakMemory(Setup& setup, int pairs);
 Comparison clientStatus(Setup& setup, int pairs);
 Comparison hostStatus(Setup& setup, int pairs);

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <fstream>
 #include <iomanip>
-#include <stdexcept>
 
+#include "measure.h"
 #include "reference.h"
 
 namespace fs = std::filesystem;
@@ -26,7 +26,7 @@ struct State {
   bool present;  // in the working copy
 };
 
-// One file in ten is in a state other than up to date.
+// One file in ten is not up to date.
 State stateOf(std::size_t index) {
   switch (index % 50) {
     case 7:
@@ -58,19 +58,15 @@ void writeBlock(std::ostream& out, const std::string& name, const State& state) 
 }
 
 void writeFiles(const fs::path& directory, std::size_t count) {
-  for (const auto& name : fileNames(count)) {
-    create(directory / name) << "The first and only line of " << name << '\n';
-  }
+  for (const auto& name : fileNames(count)) create(directory / name) << "// " << name << '\n';
 }
 
 }  // namespace
 
 Workspace::Workspace() {
-  std::string name = fs::temp_directory_path() / "benchXXXXXX";
-  if (mkdtemp(name.data()) == nullptr) {
-    throw std::runtime_error("no temporary directory could be made in " +
-                             fs::temp_directory_path().string());
-  }
+  const fs::path parent = fs::temp_directory_path();
+  std::string name = parent / "benchXXXXXX";
+  demand(mkdtemp(name.data()) != nullptr, "no directory could be made in " + parent.string());
   path_ = name;
 }
 
@@ -85,9 +81,8 @@ std::vector<std::string> fileNames(std::size_t count) {
   constexpr const char* extensions[] = {".h", ".cpp"};
   std::vector<std::string> names;
   for (std::size_t i = 0; i < count; ++i) {
-    std::string number = std::to_string(i);
-    number.insert(0, 5 - std::min<std::size_t>(number.size(), 5), '0');
-    names.push_back(stems[i % std::size(stems)] + number + extensions[i % std::size(extensions)]);
+    names.push_back(stems[i % std::size(stems)] + std::to_string(100000 + i) +
+                    extensions[i % std::size(extensions)]);
   }
   std::sort(names.begin(), names.end());
   return names;
@@ -102,15 +97,15 @@ void writeLines(const fs::path& file, std::size_t count) {
 
 std::vector<std::string> writeStatus(const fs::path& file, std::size_t count) {
   std::ofstream out = create(file);
-  std::vector<std::string> known;
+  std::vector<std::string> present;
   std::size_t index = 0;
-  for (auto& name : fileNames(count)) {
+  for (const auto& name : fileNames(count)) {
     const State state = stateOf(index++);
     writeBlock(out, name, state);
-    if (state.present) known.push_back(std::move(name));
+    if (state.present) present.push_back(name);
   }
   out.flush();
-  return known;
+  return present;
 }
 
 void writeAdministration(const fs::path& directory) {
@@ -125,7 +120,7 @@ fs::path checkOutTree(const std::string& client, const std::string& repository,
     writeFiles(sources / "deep" / ("part" + std::to_string(i)), sizes.filesPerDirectory);
   }
   readOutput({client, "-d", repository, "init"}, workspace);
-  readOutput({client, "-d", repository, "-Q", "import", "-m", "the tree", "proj", "bench", "start"},
+  readOutput({client, "-d", repository, "-Q", "import", "-m", "a tree", "proj", "bench", "start"},
              sources);
   fs::remove_all(sources);
   readOutput({client, "-d", repository, "-Q", "checkout", "proj"}, workspace);

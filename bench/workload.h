@@ -18,22 +18,21 @@ class Workspace {
   std::filesystem::path path_;
 };
 
-// How many files a working copy of the real client has, and where.
+// What a working copy of the real client holds.
 struct TreeSizes {
   std::size_t flatFiles;          // in the directory "flat"
-  std::size_t directories;        // in the directory "deep"
+  std::size_t directories;        // in the directory "deep", named "part0" and so on
   std::size_t filesPerDirectory;  // in each of those
 };
 
-// The names of the files in a directory of `count`: sorted, as the client lists them, and 9 to 25
-// characters long.
+// The names of the files in a directory of `count`, sorted, as the client lists them.
 std::vector<std::string> fileNames(std::size_t count);
 
 // Writes `count` lines of 66 characters each.
 void writeLines(const std::filesystem::path& file, std::size_t count);
 
-// Writes what `status -l` tells of a directory of `count` files, and returns the names of those
-// that the provider will know, in order.
+// Writes what "status -l" tells of a directory of `count` files, ten lines each, and returns the
+// names of those that are there.
 std::vector<std::string> writeStatus(const std::filesystem::path& file, std::size_t count);
 
 // Makes a directory that the provider takes for a working copy.

@@ -152,14 +152,13 @@ TEST(Library, ExportsTwoNamesAndNeedsOnlyTheCLibrary) {
   EXPECT_EQ(outputOf("nm -D --defined-only -P " + library + " | cut -d' ' -f1 | sort"),
             (Lines{"AllocateSourceCodeControlSystemInterface",
                    "ReleaseSourceCodeControlSystemInterface"}));
-#ifdef __SANITIZE_ADDRESS__
-  GTEST_SKIP() << "a sanitizer build needs the sanitizer's runtime";
-#endif
+#ifndef __SANITIZE_ADDRESS__  // which needs a runtime of its own
   for (const auto& needed : outputOf("readelf -dW " + library + " | grep NEEDED")) {
     const bool isCLibrary = needed.find("[libc.so.6]") != std::string::npos ||
                             needed.find("[ld-linux") != std::string::npos;
     EXPECT_TRUE(isCLibrary) << needed;
   }
+#endif
 }
 
 }  // namespace

@@ -1,0 +1,118 @@
+#!/usr/bin/env bash
+# The whole way with the real client: two working copies of a scratch repository drift apart.
+# shellcheck source-path=SCRIPTDIR source=shell.sh
+. "$(dirname "$0")/shell.sh"
+command -v cvs >/dev/null || skip "there is no cvs client on this machine"
+
+export CVSROOT=$scratch/repository
+ann=$scratch/ann bob=$scratch/bob
+cvs init
+
+# A project of its own, from nothing.
+run 0 "$scchost" mkdir lib
+run 0 "$scchost" mkdir lib/tool --user vendor
+run 0 "$scchost" checkout "$ann" lib/tool
+holds "a working copy of lib/tool"
+mkdir -p "$ann/docs/user guide"
+for file in same changed patched merged gone edited; do
+  printf '1\n2\n3\n4\n5\n' >"$ann/$file.txt"
+done
+echo text >"$ann/docs/user guide/start.txt"
+run 0 "$scchost" -C "$ann" add -m 'The first "version"' {same,changed,patched,merged,gone,edited}.txt \
+  "docs/user guide/start.txt"
+holds "added docs/user guide/start.txt"
+run 0 cvs rlog lib/tool/docs
+holds 'The first "version"'
+
+# Every state, in a pipe and on a terminal.
+run 0 cvs -Q checkout -d "$bob" lib/tool
+(cd "$ann" && echo 6 >>patched.txt && echo 6 >>merged.txt)
+run 0 "$scchost" -C "$ann" commit -m Six patched.txt merged.txt
+(cd "$bob" && sed -i 's/^1/one/' merged.txt changed.txt && rm gone.txt && touch new.txt)
+run 0 "$scchost" -C "$bob" edit edited.txt
+(cd "$bob" && cvs -Q add new.txt)
+run 0 "$scchost" -C "$bob" --edit status
+equal "Locally Modified	1.1	1.1		changed.txt
+Up-to-date	1.1	1.1	edited	edited.txt
+missing				gone.txt
+Needs Merge	1.1	1.2		merged.txt
+unknown				new.txt
+Needs Patch	1.1	1.2		patched.txt
+Up-to-date	1.1	1.1		same.txt
+Up-to-date	1.1	1.1		docs/user guide/start.txt" "$output"
+run 0 "$scchost" -C "$bob" status docs
+equal "Up-to-date	1.1	1.1		docs/user guide/start.txt" "$output"
+run 0 env -u NO_COLOR script -qec "'$scchost' -C '$bob' status same.txt" /dev/null
+holds "STATUS" $'\033[32mUp-to-date' "1.1      1.1                 same.txt"
+run 0 env NO_COLOR=1 script -qec "'$scchost' -C '$bob' status same.txt" /dev/null
+[[ $output != *$'\033'* ]] || fail "colour in: $output"
+
+# What the client refuses, in its own words; then merged, and committed after all.
+run 1 "$scchost" -C "$bob" commit -m Mine merged.txt changed.txt
+holds "cvs commit said:" "Up-to-date check failed for \`merged.txt'"
+run 0 "$scchost" -C "$bob" update merged.txt patched.txt gone.txt
+equal "one 2 3 4 5 6" "$(tr '\n' ' ' <"$bob/merged.txt" | sed 's/ $//')"
+run 0 "$scchost" -C "$bob" update --clean changed.txt
+equal 1 "$(head -1 "$bob/changed.txt")"
+run 0 "$scchost" -C "$bob" commit -m Mine merged.txt
+run 0 "$scchost" -C "$bob" cat merged.txt
+equal "one 2 3 4 5 6" "$(tr '\n' ' ' <<<"$output" | sed 's/ $//')"
+run 0 "$scchost" -C "$bob" cat -r 1.1 -o "$scratch/old" merged.txt
+equal "1 2 3 4 5" "$(tr '\n' ' ' <"$scratch/old" | sed 's/ $//')"
+run 1 "$scchost" -C "$bob" cat -r no_such_tag -o "$scratch/old" merged.txt
+equal 5 "$(wc -l <"$scratch/old")"
+run 1 "$scchost" -C "$bob" cat -o "$scratch/no/such" merged.txt
+holds "cannot write $scratch/no/such"
+
+# The repository, seen without a working copy.
+run 0 "$scchost" ls -d lib/tool
+equal docs "$output"
+run 0 "$scchost" ls lib/tool/docs
+equal "" "$output"
+run 1 "$scchost" ls no/such
+holds "cvs rls said:" "cannot find module"
+run 1 "$scchost" mkdir lib --user 'not a tag'
+holds "mkdir lib failed; cvs import said:"
+
+# A script, with one provider for all of it.
+cat >"$scratch/script" <<EOT
+setRoots '$bob'   # as any host would
+status merged.txt
+preMulti
+checkin same.txt "a
+EOT
+run 2 "$scchost" run "$scratch/script"
+equal "scchost: $scratch/script:4: expected the end of a quotation or of a \\ escape" "$output"
+sed -i 's/"a$/"a \\"b\\""/' "$scratch/script"
+printf '%s\n' postMulti 'status no.txt' 'checkin x null' getLastErrorCommand merged >>"$scratch/script"
+run 2 "$scchost" run "$scratch/script"
+holds "script:9: expected merged FIRST SECOND"
+sed -i '$d' "$scratch/script"
+run 1 "$scchost" run "$scratch/script"
+equal 'setRoots: true
+status: true controlled=true edited=false modified=false outOfDate=false statusText="Up-to-date" workingRevision="1.3" repositoryRevision="1.3"
+preMulti: done
+checkin: true
+postMulti: true
+status: false controlled=false
+checkin: false
+getLastErrorCommand: "commit"' "$output"
+
+# One clear sentence each.
+run 1 "$scchost" -C "$scratch" status
+equal "scchost: $scratch is no working copy: it has no CVS/Repository that can be read" "$output"
+run 1 "$scchost" -C "$bob" --client no-such-client status
+equal "scchost: there is no no-such-client on the search path; install it, or name another client with --client" "$output"
+run 1 "$scchost" -C "$bob" --library /etc/passwd status
+holds "scchost: cannot load the provider: /etc/passwd"
+run 2 "$scchost" -C "$bob" status ../ann
+holds "../ann lies outside the working copy"
+run 2 "$scchost" -C "$bob" cat
+run 1 "$scchost" -C "$bob" status same.txt nowhere.txt
+holds "unknown" "cannot find module \`lib/tool/nowhere.txt'"
+mv "$CVSROOT" "$CVSROOT.away"
+run 1 "$scchost" -C "$bob" status same.txt
+holds "status failed; cvs rls said:" "repository"
+run 1 env -u CVSROOT "$scchost" ls
+holds "which repository?"
+finish

@@ -1,0 +1,58 @@
+# A password server on the loopback interface, for a test and for the demonstration to source.
+# shellcheck shell=bash disable=SC2034
+server_pid=
+server_root=
+
+# start_password_server REPOSITORY USER PASSWORD [USER PASSWORD]...: gives the repository to the
+# system user "nobody", whom the server turns into, and serves it to these accounts on a free port.
+# Sets server_root, for the first account, and server_pid. Where that cannot be done it says why.
+start_password_server() {
+  local repository=$1 user=$2 log port='' checks=50 hash
+  shift
+  unable() {
+    printf 'no password server can run: %s\n' "$1" >&2
+    return 1
+  }
+  [ "$(id -u)" -eq 0 ] || unable 'it needs root' || return
+  command -v socat >/dev/null || unable 'socat is not installed' || return
+
+  while [ $# -ge 2 ]; do
+    hash=$(printf %s "$2" | perl -e 'my $given = <STDIN> // ""; print crypt($given, q($6$salt$))')
+    printf '%s:%s:nobody\n' "$1" "$hash"
+    shift 2
+  done >"$repository/CVSROOT/passwd"
+  # Or the accounts of the machine could log in as well.
+  printf 'SystemAuth=no\n' >>"$repository/CVSROOT/config"
+  chown -R nobody "$repository"
+  setpriv --reuid nobody --clear-groups test -w "$repository" ||
+    unable "the user nobody cannot reach $repository" || return
+
+  log=$(mktemp)
+  # A process group of its own, so that the handlers of open connections can be ended with it; each
+  # becomes the server (nofork), as socat drops the last words of one that it only stands before.
+  setsid socat -d -d TCP-LISTEN:0,bind=127.0.0.1,fork \
+    EXEC:"cvs -f --allow-root=$repository pserver",nofork </dev/null >/dev/null 2>"$log" &
+  server_pid=$!
+  while [ -z "$port" ] && [ $((checks -= 1)) -ge 0 ]; do
+    sleep 0.1
+    port=$(sed -n 's/.* listening on .*:\([0-9]*\)$/\1/p' "$log")
+  done
+  rm "$log"
+  if [ -z "$port" ]; then
+    stop_password_server
+    unable 'socat does not listen'
+    return
+  fi
+  server_root=:pserver:$user@127.0.0.1:$port$repository
+}
+
+# Ends everything that was started; does nothing when nothing was.
+stop_password_server() {
+  local checks=50
+  [ -n "$server_pid" ] || return 0
+  kill -- "-$server_pid" 2>/dev/null
+  wait "$server_pid" 2>/dev/null
+  while [ $((checks -= 1)) -ge 0 ] && kill -0 -- "-$server_pid" 2>/dev/null; do sleep 0.1; done
+  kill -KILL -- "-$server_pid" 2>/dev/null
+  server_pid=
+}

@@ -1,0 +1,79 @@
+#!/bin/bash
+# The provider and the adapter for the GNU client against a password server.
+# shellcheck source=tests/shell.sh
+. "$(dirname "$0")/shell.sh"
+# shellcheck source=tests/passwordServer.sh
+. "$(dirname "$0")/passwordServer.sh"
+unset CVS_PASSFILE
+trap 'stop_password_server; clean' EXIT
+
+password='Zw0lf Bögen$'
+repository=$scratch/repository
+work=$scratch/work
+chmod a+x "$scratch" # for the server, which is not run by root
+cvs -d "$repository" init
+mkdir "$scratch/import" && cd "$scratch/import" || exit
+printf 'one\n' >first.txt
+printf 'two\n' >'second file'
+cvs -Q -d "$repository" import -m start box vendor start
+cd "$scratch" || exit
+start_password_server "$repository" ann "$password" guest '' 2>"$scratch/reason" ||
+  skip "$(cat "$scratch/reason")"
+guest_root=${server_root/ann/guest}
+
+client=$sources/client/cvs-gnu
+# shellcheck disable=SC2317 # "run" calls them
+host() { timeout 30 "$scchost" --client "$client" "$@"; }
+# shellcheck disable=SC2317
+log_in() { printf '%s\n' "$2" | host --root "$1" login; }
+
+run 1 log_in "$server_root" wrong
+holds 'authorization failed: server 127.0.0.1 rejected access' 'for user ann'
+run 1 host --root "$server_root" ls box
+run 0 log_in "$guest_root" ''
+run 0 host --root "$guest_root" ls box
+run 1 log_in "$guest_root" "$password"
+equal 1 "$(grep -c . "$HOME/.cvspass")"
+equal '' "$("$client" -d "$guest_root" login -p '' 2>&1 >"$scratch/login")"
+
+# On a terminal, which the client must not read.
+export -f host log_in
+export scchost client server_root password
+run 0 script -qec "bash -c 'log_in \"\$server_root\" \"\$password\"'" /dev/null
+holds "logged in to $server_root"
+run 0 host --root "$server_root" ls box
+equal $'first.txt\nsecond file' "$output"
+
+run 0 host --root "$server_root" checkout "$work" box
+equal one "$(cat "$work/first.txt")"
+run 0 host -C "$work" --edit edit first.txt 'second file'
+printf 'more\n' | tee -a "$work/first.txt" >>"$work/second file"
+run 0 host -C "$work" --edit status
+equal $'Locally Modified\t1.1.1.1\t1.1.1.1\tedited\tfirst.txt
+Locally Modified\t1.1.1.1\t1.1.1.1\tedited\tsecond file' "$output"
+
+run 0 host -C "$work" commit -m 'More of it' first.txt
+equal $'one\nmore' "$(cvs -Q -d "$repository" checkout -p box/first.txt)"
+run 0 host -C "$work" --edit unedit 'second file'
+equal 'two -rw' "$(cat "$work/second file") $(stat -c %A "$work/second file" | cut -c 1-3)"
+run 0 host -C "$work" --edit edit first.txt
+printf 'not this\n' >>"$work/first.txt"
+run 0 host -C "$work" --edit unedit --revert first.txt
+equal $'one\nmore' "$(cat "$work/first.txt")"
+run 0 host -C "$work" --edit status
+equal $'Up-to-date\t1.2\t1.2\t\tfirst.txt
+Up-to-date\t1.1.1.1\t1.1.1.1\t\tsecond file' "$output"
+
+# Beyond what the provider asks for: no names, and arguments of any shape.
+(cd "$work" && chmod a-w second* && cvs -Q edit first.txt && printf 'not this\n' >>first.txt)
+run 0 env -C "$work" "$client" -Q unedit -wy
+equal 'one more -rw -r-' "$(cd "$work" && echo $(cat first.txt; stat -c %A first.txt second* | cut -c 1-3))"
+run 0 env CVS_GNU_CLIENT=echo "$client" -qd 'a  b' -z3 unedit -yR -l -w -- -y '' '*' $'\n'
+equal $'-qd a  b -z3 unedit -R -l -- -y  * ' "$output"
+run 127 env CVS_GNU_CLIENT=missing "$client" -q status
+holds 'there is no missing'
+
+equal '' "$(grep -rlF "$password" "$scratch")"
+run 0 host --root "$server_root" logout
+run 1 host -C "$work" status
+finish

@@ -54,7 +54,7 @@ std::string findClient(const std::string& wanted) {
 
 std::string findRoot(const Settings& settings) {
   if (!settings.root.empty()) return settings.root;
-  const std::string recorded = readRecordedRoot(settings.directory);
+  std::string recorded = readRecordedRoot(settings.directory);
   if (!recorded.empty()) return recorded;
   const char* environment = std::getenv("CVSROOT");
   if (environment != nullptr && *environment != '\0') return environment;

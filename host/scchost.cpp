@@ -15,6 +15,8 @@
 
 namespace {
 
+using Operation = std::function<int(const Provider&)>;
+
 // What the command line holds; a subcommand reads what it has declared.
 struct CommandLine {
   Settings settings;
@@ -28,7 +30,7 @@ struct CommandLine {
   std::string user;
   bool flag = false;
   bool inWorkingCopy = false;
-  std::function<int(const Provider&)> run;
+  Operation run;
 };
 
 std::string loginName() {
@@ -37,7 +39,7 @@ std::string loginName() {
 }
 
 CLI::App* addCommand(CLI::App& app, CommandLine& line, const std::string& name,
-                     const std::string& description, std::function<int(const Provider&)> run) {
+                     const std::string& description, const Operation& run) {
   CLI::App* command = app.add_subcommand(name, description);
   command->callback([&line, run] { line.run = run; });
   return command;
@@ -45,9 +47,8 @@ CLI::App* addCommand(CLI::App& app, CommandLine& line, const std::string& name,
 
 // A subcommand that takes paths in the working copy, to which the provider is tied for it.
 CLI::App* addFileCommand(CLI::App& app, CommandLine& line, const std::string& name,
-                         const std::string& description, bool needsPath,
-                         std::function<int(const Provider&)> run) {
-  CLI::App* command = addCommand(app, line, name, description, std::move(run));
+                         const std::string& description, bool needsPath, const Operation& run) {
+  CLI::App* command = addCommand(app, line, name, description, run);
   command
       ->add_option(
           "PATH", line.paths,
@@ -197,7 +198,7 @@ int runCommand(CommandLine& line) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   CommandLine line;
   CLI::App app("Version control from the command line, through a source-code-control provider.",
                "scchost");
@@ -210,4 +211,7 @@ int main(int argc, char** argv) {
     return app.exit(error) == exitSuccess ? exitSuccess : exitUsage;
   }
   return runCommand(line);
+} catch (const std::exception& error) {
+  complain(error.what());
+  return exitFailure;
 }

@@ -220,6 +220,7 @@ Process::~Process() {
   delete[] errorBuffer;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is the callers'
 int Process::run(std::list<const char*> argv, bool wait, const char* directory, bool,
                  bool captureOutput, bool captureErrors, bool, bool) {
   if (argv.empty()) return failed;

@@ -3,17 +3,19 @@
 server_pid=
 server_root=
 
+unable() {
+  printf 'no password server can run: %s\n' "$1" >&2
+  return 1
+}
+
 # start_password_server REPOSITORY USER PASSWORD [USER PASSWORD]...: gives the repository to the
 # system user "nobody", whom the server turns into, and serves it to these accounts on a free port.
 # Sets server_root, for the first account, and server_pid. Where that cannot be done it says why.
 start_password_server() {
   local repository=$1 user=$2 log port='' checks=50 hash
   shift
-  unable() {
-    printf 'no password server can run: %s\n' "$1" >&2
-    return 1
-  }
   [ "$(id -u)" -eq 0 ] || unable 'it needs root' || return
+  id nobody >/dev/null 2>&1 || unable 'there is no user nobody' || return
   command -v socat >/dev/null || unable 'socat is not installed' || return
 
   while [ $# -ge 2 ]; do
@@ -24,7 +26,7 @@ start_password_server() {
   # Or the accounts of the machine could log in as well.
   printf 'SystemAuth=no\n' >>"$repository/CVSROOT/config"
   chown -R nobody "$repository"
-  setpriv --reuid nobody --clear-groups test -w "$repository" ||
+  setpriv --reuid nobody --regid "$(id -g nobody)" --clear-groups test -w "$repository" ||
     unable "the user nobody cannot reach $repository" || return
 
   log=$(mktemp)

@@ -26,6 +26,8 @@ client=$sources/client/cvs-gnu
 host() { timeout 30 "$scchost" --client "$client" "$@"; }
 # shellcheck disable=SC2317
 log_in() { printf '%s\n' "$2" | host --root "$1" login; }
+# What a file holds, and whether its owner may write to it.
+state() { printf '%s %.3s\n' "$(cat "$work/$1")" "$(stat -c %A "$work/$1")"; }
 
 run 1 log_in "$server_root" wrong
 holds 'authorization failed: server 127.0.0.1 rejected access' 'for user ann'
@@ -55,7 +57,7 @@ Locally Modified\t1.1.1.1\t1.1.1.1\tedited\tsecond file' "$output"
 run 0 host -C "$work" commit -m 'More of it' first.txt
 equal $'one\nmore' "$(cvs -Q -d "$repository" checkout -p box/first.txt)"
 run 0 host -C "$work" --edit unedit 'second file'
-equal 'two -rw' "$(cat "$work/second file") $(stat -c %A "$work/second file" | cut -c 1-3)"
+equal 'two -rw' "$(state 'second file')"
 run 0 host -C "$work" --edit edit first.txt
 printf 'not this\n' >>"$work/first.txt"
 run 0 host -C "$work" --edit unedit --revert first.txt
@@ -67,7 +69,8 @@ Up-to-date\t1.1.1.1\t1.1.1.1\t\tsecond file' "$output"
 # Beyond what the provider asks for: no names, and arguments of any shape.
 (cd "$work" && chmod a-w second* && cvs -Q edit first.txt && printf 'not this\n' >>first.txt)
 run 0 env -C "$work" "$client" -Q unedit -wy
-equal 'one more -rw -r-' "$(cd "$work" && echo $(cat first.txt; stat -c %A first.txt second* | cut -c 1-3))"
+equal $'one\nmore -rw' "$(state first.txt)"
+equal 'two -r-' "$(state 'second file')"
 run 0 env CVS_GNU_CLIENT=echo "$client" -qd 'a  b' -z3 unedit -yR -l -w -- -y '' '*' $'\n'
 equal $'-qd a  b -z3 unedit -R -l -- -y  * ' "$output"
 run 127 env CVS_GNU_CLIENT=missing "$client" -q status

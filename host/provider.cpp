@@ -38,26 +38,41 @@ bool isOnSearchPath(const std::string& program) {
   return false;
 }
 
+std::string fromEnvironment(const char* name, const std::string& otherwise) {
+  const char* value = std::getenv(name);
+  return value == nullptr || *value == '\0' ? otherwise : value;
+}
+
+// The adapter that gives the stock client the options it lacks; empty when there is none.
+std::string findAdapter() {
+  const std::string name = "cvs-gnu";
+  const fs::path beside = programDirectory() / name;
+  if (isProgram(beside)) return beside.string();
+  return isOnSearchPath(name) ? name : "";
+}
+
 // The client as the provider takes it: it starts the client in directories of the working copy, so
 // a path has to be absolute. Empty after a failure, which has been reported.
 std::string findClient(const std::string& wanted) {
-  const std::string client = wanted.empty() ? "cvs" : wanted;
+  const std::string client = wanted.empty() ? fromEnvironment("CVS_GNU_CLIENT", "cvs") : wanted;
   const bool path = client.find('/') != std::string::npos;
-  if (path ? isProgram(client) : isOnSearchPath(client)) {
-    return path ? fs::absolute(client).string() : client;
+  if (path ? !isProgram(client) : !isOnSearchPath(client)) {
+    complain(path ? client + " is no program; name the client with --client"
+                  : "there is no " + client +
+                        " on the search path; install it, or name another client with --client");
+    return {};
   }
-  complain(path ? client + " is no program; name the client with --client"
-                : "there is no " + client +
-                      " on the search path; install it, or name another client with --client");
-  return {};
+  const std::string adapter = wanted.empty() ? findAdapter() : "";
+  if (!adapter.empty()) return adapter;
+  return path ? fs::absolute(client).string() : client;
 }
 
 std::string findRoot(const Settings& settings) {
   if (!settings.root.empty()) return settings.root;
   std::string recorded = readRecordedRoot(settings.directory);
   if (!recorded.empty()) return recorded;
-  const char* environment = std::getenv("CVSROOT");
-  if (environment != nullptr && *environment != '\0') return environment;
+  std::string environment = fromEnvironment("CVSROOT", "");
+  if (!environment.empty()) return environment;
   complain("which repository? " + settings.directory +
            "/CVS/Root does not say, and CVSROOT is not set; name one with --root");
   return {};

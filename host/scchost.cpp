@@ -158,7 +158,9 @@ void defineOptions(CLI::App& app, CommandLine& line) {
   app.add_option("-C", line.settings.directory, "The working copy")
       ->type_name("DIR")
       ->capture_default_str();
-  app.add_option("--client", line.settings.client, "The cvs client to run; else cvs")
+  app.add_option("--client", line.settings.client,
+                 "The client to run; else cvs, by the cvs-gnu adapter beside this program or\n"
+                 "installed, which gives the stock client the options it lacks")
       ->type_name("EXE");
   app.add_option("--root", line.settings.root,
                  "The repository; else what the working copy says, else CVSROOT")

@@ -90,8 +90,12 @@ int commitFiles(const Provider& provider, const Paths& paths, const char* commen
 }
 
 int updateFiles(const Provider& provider, const Paths& paths, bool clean) {
-  return asOneBatch(provider, paths, "update", "updated",
-                    [&](const char* file) { return provider->getFile(file, !clean); });
+  const int result = asOneBatch(provider, paths, "update", "updated",
+                                [&](const char* file) { return provider->getFile(file, !clean); });
+  // A merge with conflicts is a success to the client, which only warns of them.
+  const std::string warning = provider->getLastError();
+  if (result == exitSuccess && !warning.empty()) complain("cvs update said:\n" + warning);
+  return result;
 }
 
 int editFiles(const Provider& provider, const Paths& paths, bool clean) {

@@ -76,5 +76,6 @@ std::optional<std::string> relativePath(const std::string& workingCopy, const st
   std::string relative = (root / path).lexically_normal().lexically_relative(root).string();
   if (relative == ".." || relative.rfind("../", 0) == 0) return std::nullopt;
   if (relative.size() > 1 && relative.back() == '/') relative.pop_back();
-  return relative.empty() ? "." : relative;
+  if (relative.empty()) return ".";
+  return relative[0] == '-' ? "./" + relative : relative;
 }

@@ -23,5 +23,6 @@ void listFiles(const std::string& workingCopy, const std::string& path,
 VersionedFile findFile(const std::string& workingCopy, const std::string& path);
 
 // A path given by the user, who means it as seen from the working copy, as the provider takes it:
-// relative, without "." and ".." components. None when it leads outside.
+// relative and without "." and ".." components, but for the "./" that keeps the client from taking
+// a leading "-" for an option. None when it leads outside.
 std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path);

@@ -64,6 +64,42 @@ equal 5 "$(wc -l <"$scratch/old")"
 run 1 "$scchost" -C "$bob" cat -o "$scratch/no/such" merged.txt
 holds "cannot write $scratch/no/such"
 
+# A merge that leaves a conflict succeeds, with a warning.
+run 0 "$scchost" -C "$ann" update
+sed -i 's/^3/ann/' "$ann/same.txt"
+sed -i 's/^3/bob/' "$bob/same.txt"
+run 0 "$scchost" -C "$ann" commit -m Conflicting same.txt
+run 0 "$scchost" -C "$bob" update same.txt
+holds "cvs update said:" "conflicts found in same.txt" "updated same.txt"
+run 0 "$scchost" -C "$bob" status same.txt
+equal "missing				same.txt" "$output" # an "Unresolved Conflict", until somebody works on it
+sleep 1
+echo 6 >>"$bob/same.txt"
+run 0 "$scchost" -C "$bob" status same.txt
+holds "File had conflicts on merge"
+rm "$bob/same.txt"
+run 0 "$scchost" -C "$bob" update --clean same.txt
+
+# Edits, and how they end.
+run 0 "$scchost" -C "$bob" edit --clean patched.txt gone.txt
+echo mine | tee -a "$bob/patched.txt" >>"$bob/gone.txt"
+run 0 "$scchost" -C "$bob" unedit patched.txt
+run 0 "$scchost" -C "$bob" unedit --revert gone.txt
+run 0 "$scchost" -C "$bob" --edit status patched.txt gone.txt
+equal "Up-to-date	1.2	1.2		patched.txt
+Up-to-date	1.1	1.1		gone.txt" "$output"
+rm "$bob/edited.txt"
+run 1 "$scchost" -C "$bob" unedit edited.txt
+holds "unedit edited.txt failed; cvs unedit said:"
+run 1 "$scchost" -C "$bob" edit nowhere.txt
+holds "no such file nowhere.txt"
+run 1 "$scchost" -C "$bob" update no/such/file.txt
+holds "no such directory"
+run 1 "$scchost" checkout "$scratch/none" no/such
+holds "cvs checkout said:" "cannot find module"
+run 1 "$scchost" logout
+holds "can only use pserver"
+
 # The repository, seen without a working copy.
 run 0 "$scchost" ls -d lib/tool
 equal docs "$output"

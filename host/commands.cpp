@@ -162,14 +162,14 @@ int checkOut(const Provider& provider, const std::string& local, const std::stri
 }
 
 int logIn(const Provider& provider, const std::string& user) {
+  const std::string root = provider->getRepositoryListEntry();
   std::string password;
   if (isatty(STDIN_FILENO) == 1) {
-    const char* typed = getpass(("Password of " + user + ": ").c_str());
+    const char* typed = getpass(("Password for " + root + ": ").c_str());
     password = typed == nullptr ? "" : typed;
   } else {
     std::getline(std::cin, password);
   }
-  const std::string root = provider->getRepositoryListEntry();
   if (!provider->login(user.c_str(), password.c_str(), root.c_str())) {
     return fail(provider, "login");
   }

@@ -140,7 +140,8 @@ void defineRepositoryCommands(CLI::App& app, CommandLine& line) {
       app, line, "login",
       "Log in; the password is asked for on a terminal and read from the standard input elsewhere",
       [&line](const Provider& provider) { return logIn(provider, line.user); });
-  login->add_option("USER", line.user, "The user")->capture_default_str();
+  login->add_option("USER", line.user, "Whom the provider records; the repository says who logs in")
+      ->capture_default_str();
 
   addCommand(app, line, "logout", "Log out", logOut);
   for (const char* name : {"login", "logout"}) {

@@ -154,18 +154,59 @@ void collect(int output, int errors, BufferList& outputChunks, BufferList& error
   readWhatIsReady(errors, errorChunks, pipeReads);
 }
 
-// Becomes the program; the descriptors are -1 when the streams stay the host's. Runs in the child,
-// where a host with threads allows only async-signal-safe calls, and where none of the host's exit
-// handlers and buffered text may come out: hence _exit.
-[[noreturn]] void startProgram(char* const* arguments, const char* directory, int output,
-                               int errors) {
-  signal(SIGCHLD, SIG_DFL);  // a host may ignore these two, and the program would inherit that
-  signal(SIGPIPE, SIG_DFL);
+// Blocks every signal of this thread while it lives.
+class BlockedSignals {
+ public:
+  BlockedSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+  const sigset_t& before() const { return before_; }
+
+ private:
+  sigset_t before_;
+};
+
+// Gives up the host's handlers, and what a program should not inherit: a host may ignore SIGCHLD
+// and SIGPIPE. Then lets signals in again.
+void restoreSignals(const sigset_t& mask) {
+  for (int number = 1; number < NSIG; ++number) {
+    struct sigaction action;
+    if (sigaction(number, nullptr, &action) == -1 || action.sa_handler == SIG_DFL) continue;
+    if (action.sa_handler == SIG_IGN && number != SIGCHLD && number != SIGPIPE) continue;
+    action = {};
+    action.sa_handler = SIG_DFL;
+    sigaction(number, &action, nullptr);
+  }
+  pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+}
+
+// Becomes the program; the descriptors are -1 when the streams stay the host's. None of the host's
+// exit handlers and buffered text may come out of the child: hence _exit.
+[[noreturn]] void becomeProgram(char* const* arguments, const char* directory, int output,
+                                int errors, const sigset_t& mask) {
+  restoreSignals(mask);
   const bool connected =
       output == -1 || (dup2(output, STDOUT_FILENO) != -1 && dup2(errors, STDERR_FILENO) != -1);
   const bool entered = directory == nullptr || *directory == '\0' || chdir(directory) == 0;
   if (connected && entered) execvp(arguments[0], arguments);
   _exit(failedExitCode);
+}
+
+// Starts a child on the program; returns its process id, or -1. The fork is one that copies
+// nothing: copying the page tables of a large host takes longer than a command. Until the program
+// has started this thread stands still and the child uses its memory, so that only
+// async-signal-safe calls are allowed there, and no handler of the host's may run.
+pid_t startProgram(char* const* arguments, const char* directory, int output, int errors) {
+  const BlockedSignals blocked;
+  const pid_t child = vfork();
+  if (child == 0) becomeProgram(arguments, directory, output, errors, blocked.before());
+  return child;
 }
 
 // Reads and drops the error stream, on which a full pipe would block the child, until everybody has
@@ -232,11 +273,9 @@ int Process::run(std::list<const char*> argv, bool wait, const char* directory, 
   for (const char* argument : argv) arguments.push_back(const_cast<char*>(argument));
   arguments.push_back(nullptr);
 
-  const pid_t child = fork();
+  const pid_t child =
+      startProgram(arguments.data(), directory, output.writeEnd.get(), errors.writeEnd.get());
   if (child == -1) return failed;
-  if (child == 0) {
-    startProgram(arguments.data(), directory, output.writeEnd.get(), errors.writeEnd.get());
-  }
   if (capturing) {
     output.writeEnd.close();
     errors.writeEnd.close();

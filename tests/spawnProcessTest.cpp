@@ -7,6 +7,7 @@
 #include <sys/time.h>
 
 #include <chrono>
+#include <cstring>
 
 #include "support.h"
 
@@ -251,13 +252,20 @@ TEST(Process, NeverReportsSuccessForAChildItDidNotReap) {
   }
 }
 
-TEST(Process, GivesTheChildTheDefaultSignals) {
+TEST(Process, PassesOnOnlyTheSignalsThatAProgramExpects) {
   const int result = inFork([] {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGCHLD, SIG_IGN);
-    const Outcome run(Argv{"grep", "SigIgn", "/proc/self/status"});
-    const auto mask = std::stoull(run.output.at(0).substr(7), nullptr, 16);
-    return mask & (1ull << (SIGPIPE - 1) | 1ull << (SIGCHLD - 1)) ? 1 : 0;
+    signal(SIGHUP, SIG_IGN);
+    sigset_t blocked, after;
+    sigemptyset(&blocked);
+    sigemptyset(&after);
+    sigaddset(&blocked, SIGUSR2);
+    sigprocmask(SIG_SETMASK, &blocked, nullptr);
+    const Outcome run(Argv{"grep", "-E", "Sig(Blk|Ign)", "/proc/self/status"});
+    const Lines expected = {"SigBlk:\t0000000000000800", "SigIgn:\t0000000000000001"};
+    sigprocmask(SIG_SETMASK, nullptr, &after);
+    return run.output == expected && memcmp(&blocked, &after, sizeof after) == 0 ? 0 : 1;
   });
   EXPECT_EQ(result, 0);
 }

@@ -125,7 +125,7 @@ double growthOfCollecting(TiedProvider& provider, std::size_t count) {
   return growth;
 }
 
-// What a function returns in a process of its own.
+// What a function returns in a process of its own, whose peak memory is only its own.
 double inOtherProcess(const std::function<double()>& function) {
   int ends[2];
   demand(pipe(ends) == 0, "no pipe could be made");
@@ -135,10 +135,10 @@ double inOtherProcess(const std::function<double()>& function) {
   if (other == 0) {
     try {
       result = function();
-      _exit(write(ends[1], &result, sizeof result) == sizeof result ? 0 : 1);
     } catch (const std::exception&) {
       _exit(1);
     }
+    _exit(write(ends[1], &result, sizeof result) == sizeof result ? 0 : 1);
   }
   close(ends[1]);
   const bool received = read(ends[0], &result, sizeof result) == sizeof result;
@@ -189,7 +189,10 @@ Comparison collecting(Setup& setup, int pairs) {
   letChildWrite(makeLines(setup));
   TiedProvider provider = tieToChild(setup);
   std::vector<std::string> lines;
-  const auto execute = [&] { provider.executeCVSCommand("status", {}, {"-l"}, "", {}, lines); };
+  const auto execute = [&] {
+    demand(provider.executeCVSCommand("status", {}, {"-l"}, "", {}, lines) == 0,
+           "collecting failed");
+  };
   const auto collect = [&] { lines = collectLines(childArguments(setup)); };
   const auto settle = [&] { settleLines(lines, setup.sizes.lines); };
   return comparePairs({execute, settle}, {collect, settle}, pairs);
@@ -218,8 +221,8 @@ Comparison cachedStatus(Setup& setup, std::size_t files, const std::string& dire
   letChildWrite(listing.file);
   const FileStatusMap records = copyRecords(provider, directory, listing.names);
 
-  std::vector<std::string>& keys = listing.names;
-  std::shuffle(keys.begin(), keys.end(), std::mt19937());
+  std::shuffle(listing.names.begin(), listing.names.end(), std::mt19937());
+  const std::vector<std::string> keys = listing.names;
   std::vector<std::string> paths = keys;
   for (auto& path : paths) path.insert(0, directory);
   const std::size_t rounds = std::max<std::size_t>(1, setup.sizes.lookups / keys.size());

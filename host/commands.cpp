@@ -20,37 +20,63 @@ int fail(const Provider& provider, const std::string& operation) {
 
 using FileOperation = std::function<bool(const char* file)>;
 
-// Runs an operation on each file, going on after a failure. What was done is told afterwards.
-int forEachFile(const Provider& provider, const Paths& paths, const std::string& name,
-                const std::string& done, const FileOperation& operation) {
-  int result = exitSuccess;
+struct Outcome {
+  int status = exitSuccess;
+  Paths done;  // the files for which the operation succeeded
+};
+
+// Runs an operation on each file, going on after a failure.
+Outcome forEachFile(const Provider& provider, const Paths& paths, const std::string& name,
+                    const FileOperation& operation) {
+  Outcome outcome;
   for (const auto& path : paths) {
     if (operation(path.c_str())) {
-      std::cout << done << ' ' << path << '\n';
+      outcome.done.push_back(path);
     } else {
-      result = fail(provider, name + ' ' + path);
+      outcome.status = fail(provider, name + ' ' + path);
     }
   }
-  return result;
+  return outcome;
 }
 
 // Brackets the operation, so that several files reach the client as one command.
-int asOneBatch(const Provider& provider, const Paths& paths, const std::string& name,
-               const std::string& done, const FileOperation& operation) {
-  if (paths.size() == 1) return forEachFile(provider, paths, name, done, operation);
-  int result = exitSuccess;
-  Paths joined;
+Outcome asOneBatch(const Provider& provider, const Paths& paths, const std::string& name,
+                   const FileOperation& operation) {
+  if (paths.size() == 1) return forEachFile(provider, paths, name, operation);
   provider->preMulti();
-  for (const auto& path : paths) {
-    if (operation(path.c_str())) {
-      joined.push_back(path);
-    } else {
-      result = fail(provider, name + ' ' + path);
-    }
+  Outcome outcome = forEachFile(provider, paths, name, operation);
+  if (!provider->postMulti()) return {fail(provider, name), {}};
+  return outcome;
+}
+
+int confirm(const Outcome& outcome, const std::string& verb) {
+  for (const auto& path : outcome.done) std::cout << verb << ' ' << path << '\n';
+  return outcome.status;
+}
+
+bool isModified(const Provider& provider, const std::string& path) {
+  bool controlled = false, edited = false, modified = false, outOfDate = false;
+  const char *text = "", *working = "", *repository = "";
+  return provider->status(path.c_str(), controlled, edited, modified, outOfDate, text, working,
+                          repository) &&
+         modified;
+}
+
+// Whether a repository directory has a file, or else a directory, of that name.
+bool isListed(const Provider& provider, const std::string& parent, const std::string& name,
+              bool directories) {
+  provider->iterateRemoteDirectory(parent.c_str(), directories);
+  const char* entry = nullptr;
+  while ((entry = provider->getRemoteDirectoryEntry()) != nullptr && name != entry) {
   }
-  if (!provider->postMulti()) return fail(provider, name);
-  for (const auto& path : joined) std::cout << done << ' ' << path << '\n';
-  return result;
+  return entry != nullptr;
+}
+
+// A repository path as the client takes it.
+std::string repositoryPath(const std::string& path) {
+  std::string normal = fs::path(path).lexically_normal().string();
+  if (normal.size() > 1 && normal.back() == '/') normal.pop_back();
+  return normal == "." ? "" : normal;
 }
 
 // A file for the length of one command.
@@ -80,32 +106,39 @@ class TemporaryFile {
 }  // namespace
 
 int addFiles(const Provider& provider, const Paths& paths, const char* comment) {
-  return asOneBatch(provider, paths, "add", "added",
-                    [&](const char* file) { return provider->addFile(file, comment); });
+  const auto add = [&](const char* file) { return provider->addFile(file, comment); };
+  return confirm(asOneBatch(provider, paths, "add", add), "added");
 }
 
 int commitFiles(const Provider& provider, const Paths& paths, const char* comment) {
-  return asOneBatch(provider, paths, "commit", "committed",
-                    [&](const char* file) { return provider->checkin(file, comment); });
+  const auto commit = [&](const char* file) { return provider->checkin(file, comment); };
+  return confirm(asOneBatch(provider, paths, "commit", commit), "committed");
 }
 
 int updateFiles(const Provider& provider, const Paths& paths, bool clean) {
-  const int result = asOneBatch(provider, paths, "update", "updated",
-                                [&](const char* file) { return provider->getFile(file, !clean); });
-  // A merge with conflicts is a success to the client, which only warns of them.
-  const std::string warning = provider->getLastError();
-  if (result == exitSuccess && !warning.empty()) complain("cvs update said:\n" + warning);
-  return result;
+  const auto update = [&](const char* file) { return provider->getFile(file, !clean); };
+  const Outcome outcome = asOneBatch(provider, paths, "update", update);
+  // Conflicts, and files it does not know, are successes to the client: it only mentions them.
+  const std::string words = provider->getLastError();
+  if (outcome.status != exitSuccess || words.empty()) return confirm(outcome, "updated");
+  std::cerr << words << '\n';
+  return exitSuccess;
 }
 
 int editFiles(const Provider& provider, const Paths& paths, bool clean) {
-  return forEachFile(provider, paths, "edit", "editing",
-                     [&](const char* file) { return provider->checkout(file, nullptr, clean); });
+  const auto edit = [&](const char* file) { return provider->checkout(file, nullptr, clean); };
+  return confirm(forEachFile(provider, paths, "edit", edit), "editing");
 }
 
 int uneditFiles(const Provider& provider, const Paths& paths, bool revert) {
-  return forEachFile(provider, paths, "unedit", revert ? "reverted" : "released",
-                     [&](const char* file) { return provider->undoCheckout(file, revert); });
+  // The client takes back what was changed since the edit was announced, asked for or not.
+  for (const auto& path : paths) {
+    if (revert || !isModified(provider, path)) continue;
+    complain(path + " is modified, and unedit takes the changes back: commit it, or say --revert");
+    return exitFailure;
+  }
+  const auto unedit = [&](const char* file) { return provider->undoCheckout(file, revert); };
+  return confirm(forEachFile(provider, paths, "unedit", unedit), revert ? "reverted" : "released");
 }
 
 int printRevision(const Provider& provider, const std::string& file, const std::string& revision,
@@ -118,11 +151,17 @@ int printRevision(const Provider& provider, const std::string& file, const std::
   if (!provider->getTo(file.c_str(), revision.c_str(), fetched.path().c_str())) {
     return fail(provider, "cat " + file);
   }
+  const auto size = fs::file_size(fetched.path());
+  if (size == 0 && *provider->getLastError() == '\0') {
+    // The client succeeds all the same, but without the heading that it writes before a file.
+    complain("the repository has no revision " + revision + " of " + file);
+    return exitFailure;
+  }
   std::ifstream contents(fetched.path(), std::ios::binary);
   std::ofstream named;
   if (!output.empty()) named.open(output, std::ios::binary);
   std::ostream& destination = output.empty() ? std::cout : named;
-  if (fs::file_size(fetched.path()) > 0) destination << contents.rdbuf();
+  if (size > 0) destination << contents.rdbuf();
   destination.flush();
   if (destination.good()) return exitSuccess;
   complain("cannot write " + (output.empty() ? "the standard output" : output));
@@ -130,34 +169,50 @@ int printRevision(const Provider& provider, const std::string& file, const std::
 }
 
 int listRepository(const Provider& provider, const std::string& path, bool directories) {
-  const int count = provider->iterateRemoteDirectory(path.c_str(), directories);
+  const std::string directory = repositoryPath(path);
+  const int count = provider->iterateRemoteDirectory(directory.c_str(), directories);
   for (int i = 0; i < count; ++i) std::cout << provider->getRemoteDirectoryEntry() << '\n';
   // An empty listing and a failed one look alike, but only the latter leaves an error.
   if (count > 0 || *provider->getLastErrorCommand() == '\0') return exitSuccess;
-  return fail(provider, "ls " + path);
+  return fail(provider, "ls " + (directory.empty() ? "." : directory));
 }
 
 int makeDirectory(const Provider& provider, const std::string& path, const std::string& user) {
+  const std::string directory = repositoryPath(path);
+  const std::size_t slash = directory.rfind('/');
+  const bool nested = slash != std::string::npos;
+  const std::string parent = nested ? directory.substr(0, slash) : "";
+  const std::string name = nested ? directory.substr(slash + 1) : directory;
+  for (const bool directories : {false, true}) {
+    // The client would make a directory over a file, which then cannot be checked out any more.
+    if (!name.empty() && !isListed(provider, parent, name, directories)) continue;
+    complain("mkdir " + directory + ": the repository has a " +
+             (directories ? "directory" : "file") + " of that name");
+    return exitFailure;
+  }
   const std::string root = provider->getRepositoryListEntry();
   provider->login(user.c_str(), nullptr, root.c_str());  // only records: no login is required here
-  const std::size_t slash = path.rfind('/');
-  const bool nested = slash != std::string::npos;
-  const std::string parent = nested ? path.substr(0, slash) : "";
-  const std::string name = nested ? path.substr(slash + 1) : path;
   if (!provider->createDirectory(nested ? parent.c_str() : nullptr, name.c_str())) {
-    return fail(provider, "mkdir " + path);
+    return fail(provider, "mkdir " + directory);
   }
-  std::cout << "created " << path << '\n';
+  std::cout << "created " << directory << '\n';
   return exitSuccess;
 }
 
 int checkOut(const Provider& provider, const std::string& local, const std::string& remote) {
-  const std::string directory = fs::absolute(local).lexically_normal().string();
-  if (!provider->setRoots(directory.c_str(), remote.c_str())) {
+  const fs::path path = fs::absolute(local).lexically_normal();
+  const std::string directory = path.filename().empty() ? path.parent_path() : path;
+  if (!fs::is_directory(fs::path(directory).parent_path())) {
+    complain("there is no directory " + fs::path(directory).parent_path().string());
+    return exitFailure;
+  }
+  const bool wasThere = provider->setRoots(directory.c_str());
+  if (!wasThere && !provider->setRoots(directory.c_str(), remote.c_str())) {
     return fail(provider, "checkout " + local);
   }
   if (!provider.tie(directory)) return exitFailure;
-  std::cout << directory << " is a working copy of " << provider->getRemoteRoot() << '\n';
+  std::cout << directory << (wasThere ? " already is" : " is") << " a working copy of "
+            << provider->getRemoteRoot() << '\n';
   return exitSuccess;
 }
 

@@ -81,6 +81,7 @@ std::string findRoot(const Settings& settings) {
 }  // namespace
 
 void complain(const std::string& sentence) {
+  std::cout.flush();  // in the order in which things happened
   std::cerr << "scchost: " << sentence << '\n';
 }
 
@@ -88,7 +89,8 @@ std::unique_ptr<Provider> Provider::load(const std::string& library) {
   fs::path file = library;
   if (library.empty()) {
     file = programDirectory() / SCCHOST_LIBRARY_NAME;
-    if (!isThere(file)) file = fs::path(SCCHOST_LIBRARY_DIRECTORY) / SCCHOST_LIBRARY_NAME;
+    if (!isThere(file))
+      file = programDirectory() / SCCHOST_LIBRARY_DIRECTORY / SCCHOST_LIBRARY_NAME;
   } else if (library.find('/') == std::string::npos) {
     file = fs::path(".") / library;  // a file, not a name for the loader to look up
   }
@@ -143,6 +145,7 @@ std::string Provider::describeFailure(const std::string& operation) const {
   const std::string command = provider_->getLastErrorCommand();
   const std::string text = provider_->getLastError();
   if (command.empty()) return operation + " failed";
-  if (text.empty()) return operation + " failed: cvs " + command + " failed and said nothing";
+  if (text.empty())
+    return operation + " failed: cvs " + command + " did, without a word on its standard error";
   return operation + " failed; cvs " + command + " said:\n" + text;
 }

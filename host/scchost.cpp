@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <string>
 
@@ -65,11 +67,12 @@ void addMessage(CLI::App* command, CommandLine& line) {
         line.comment = text;
         line.commentText = line.comment.c_str();
       },
-      "What to record as the log message");
+      "What to record as the log message; else \"no comment\"");
 }
 
 void defineFileCommands(CLI::App& app, CommandLine& line) {
-  addFileCommand(app, line, "status", "Show the state of files", false,
+  addFileCommand(app, line, "status",
+                 "Show the state of the files that the working copy has a record of", false,
                  [&line](const Provider& provider) {
                    return showStatus(provider, line.settings.directory, line.paths);
                  });
@@ -82,7 +85,7 @@ void defineFileCommands(CLI::App& app, CommandLine& line) {
                      }),
       line);
 
-  addMessage(addFileCommand(app, line, "commit", "Commit files, several as one command", false,
+  addMessage(addFileCommand(app, line, "commit", "Commit files, several as one command", true,
                             [&line](const Provider& provider) {
                               return commitFiles(provider, line.paths, line.commentText);
                             }),
@@ -104,12 +107,12 @@ void defineFileCommands(CLI::App& app, CommandLine& line) {
   addFileCommand(
       app, line, "edit", "Announce that files are being edited", true,
       [&line](const Provider& provider) { return editFiles(provider, line.paths, line.flag); })
-      ->add_flag("-C,--clean", line.flag, "First replace local changes by what the repository has");
+      ->add_flag("--clean", line.flag, "First replace local changes by what the repository has");
 
   addFileCommand(
-      app, line, "unedit", "Withdraw that announcement", true,
+      app, line, "unedit", "Withdraw that announcement, of files that are not modified", true,
       [&line](const Provider& provider) { return uneditFiles(provider, line.paths, line.flag); })
-      ->add_flag("--revert", line.flag, "Then replace the files by what the repository has");
+      ->add_flag("--revert", line.flag, "Take changes back, to what the repository has");
 }
 
 void defineRepositoryCommands(CLI::App& app, CommandLine& line) {
@@ -128,7 +131,8 @@ void defineRepositoryCommands(CLI::App& app, CommandLine& line) {
       ->capture_default_str();
 
   CLI::App* checkout =
-      addCommand(app, line, "checkout", "Make a directory a working copy of a repository directory",
+      addCommand(app, line, "checkout",
+                 "Make a directory a working copy of the top level of a repository directory",
                  [&line](const Provider& provider) {
                    const auto local = std::filesystem::path(line.settings.directory) / line.path;
                    return checkOut(provider, local.string(), line.remote);
@@ -140,7 +144,9 @@ void defineRepositoryCommands(CLI::App& app, CommandLine& line) {
       app, line, "login",
       "Log in; the password is asked for on a terminal and read from the standard input elsewhere",
       [&line](const Provider& provider) { return logIn(provider, line.user); });
-  login->add_option("USER", line.user, "Whom the provider records; the repository says who logs in")
+  login
+      ->add_option("USER", line.user,
+                   "A name for the provider to record; who logs in is part of ROOT")
       ->capture_default_str();
 
   addCommand(app, line, "logout", "Log out", logOut);
@@ -172,21 +178,29 @@ void defineOptions(CLI::App& app, CommandLine& line) {
       ->type_name("FILE");
   app.set_version_flag("--version", SCCHOST_VERSION);
   app.require_subcommand(1);
-  app.fallthrough();
-  app.footer("Exit status: 0, 1 when an operation failed, 2 for bad usage.");
+  app.footer(
+      "Options stand before the subcommand, and the subcommand's own behind it. Without --client "
+      "the\n"
+      "environment's CVS_GNU_CLIENT names the client that the adapter runs.\n"
+      "Exit status: 0, 1 when an operation failed, 2 for bad usage.");
 }
 
-// Brings the paths into the form the provider takes; false, reported, when one leads outside.
+// Brings the paths into the form the provider takes, each once; false, reported, for a bad one.
 bool resolvePaths(CommandLine& line) {
   if (line.inWorkingCopy && line.paths.empty()) line.paths.push_back(".");
-  for (auto& path : line.paths) {
+  Paths resolved;
+  for (const auto& path : line.paths) {
     const auto relative = relativePath(line.settings.directory, path);
     if (!relative.has_value()) {
-      complain(path + " lies outside the working copy " + line.settings.directory);
+      complain(path.empty() ? "a path is empty"
+                            : path + " lies outside the working copy " + line.settings.directory +
+                                  "; name another one with -C");
       return false;
     }
-    path = *relative;
+    const bool repeated = std::find(resolved.begin(), resolved.end(), *relative) != resolved.end();
+    if (!repeated) resolved.push_back(*relative);
   }
+  line.paths = resolved;
   return true;
 }
 
@@ -211,9 +225,16 @@ int main(int argc, char** argv) try {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == exitSuccess ? exitSuccess : exitUsage;
+    if (error.get_exit_code() == exitSuccess) return app.exit(error);
+    complain(argc > 1 && app.get_subcommands().empty() && argv[1][0] != '-'
+                 ? std::string("there is no subcommand ") + argv[1] + "; see scchost --help"
+                 : std::string(error.what()) + "; see scchost --help");
+    return exitUsage;
   }
-  return runCommand(line);
+  const int status = runCommand(line);
+  if (std::cout.flush()) return status;
+  complain("cannot write the standard output");
+  return exitFailure;
 } catch (const std::exception& error) {
   complain(error.what());
   return exitFailure;

@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <optional>
@@ -272,7 +273,7 @@ int runScript(const Provider& provider, const std::string& file) {
   }
 
   std::ifstream input(file);
-  if (!input) {
+  if (!input || std::filesystem::is_directory(file)) {
     complain("cannot read the script " + file);
     return exitUsage;
   }

@@ -81,7 +81,9 @@ void printAligned(std::vector<Row> rows) {
     }
   }
   const char* noColour = std::getenv("NO_COLOR");
-  const bool colour = noColour == nullptr || *noColour == '\0';
+  const char* terminal = std::getenv("TERM");
+  const bool colour = (noColour == nullptr || *noColour == '\0') &&
+                      (terminal == nullptr || std::string(terminal) != "dumb");
   for (const auto& row : rows) {
     if (colour) std::cout << colourOf(row.statusText);
     for (std::size_t i = 0; i < std::size(columns); ++i) {

@@ -72,8 +72,15 @@ VersionedFile findFile(const std::string& workingCopy, const std::string& path) 
 }
 
 std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path) {
-  const fs::path root = fs::absolute(workingCopy).lexically_normal() / "";
-  std::string relative = (root / path).lexically_normal().lexically_relative(root).string();
+  if (path.empty()) return std::nullopt;
+  fs::path given = path;
+  fs::path root = fs::absolute(workingCopy).lexically_normal() / "";
+  if (given.is_absolute()) {
+    // Either may be written by way of a symbolic link.
+    root = fs::canonical(workingCopy) / "";
+    given = fs::weakly_canonical(given.parent_path()) / given.filename();
+  }
+  std::string relative = (root / given).lexically_normal().lexically_relative(root).string();
   if (relative == ".." || relative.rfind("../", 0) == 0) return std::nullopt;
   if (relative.size() > 1 && relative.back() == '/') relative.pop_back();
   if (relative.empty()) return ".";

@@ -24,5 +24,6 @@ VersionedFile findFile(const std::string& workingCopy, const std::string& path);
 
 // A path given by the user, who means it as seen from the working copy, as the provider takes it:
 // relative and without "." and ".." components, but for the "./" that keeps the client from taking
-// a leading "-" for an option. None when it leads outside.
+// a leading "-" for an option. None when it is
+// empty or leads outside.
 std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path);

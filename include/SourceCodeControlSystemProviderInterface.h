@@ -82,13 +82,15 @@ class SourceCodeControlSystemProviderInterface {
   // Updates one file from the repository, or joins the open batch. With `keepChanges` the
   // repository's changes are merged into the file; without, local changes are replaced.
   virtual bool getFile(const char* file, bool keepChanges) = 0;
-  // Writes one revision of a file, as lines of text, to the path `destination`. False when the
-  // client fails, leaving the destination alone, or when it cannot be written whole.
+  // Writes one revision of a file, as lines of text, to `destination`, a path as the host itself
+  // would use it. False when the client fails, leaving the destination alone, or when it cannot be
+  // written whole.
   virtual bool getTo(const char* file, const char* revision, const char* destination) = 0;
   // Announces that a file is being edited; with `clean`, a modified file is first replaced by the
   // repository's. The second argument is not read.
   virtual bool checkout(const char* file, const char* unused, bool clean) = 0;
-  // Withdraws that announcement; with `revert`, the file is replaced by the repository's.
+  // Withdraws that announcement; what was changed in the file since is lost. With `revert`, the
+  // file is then replaced by the repository's.
   virtual bool undoCheckout(const char* file, bool revert) = 0;
   // Commits one file, or joins the open batch. A null comment becomes "no comment"; so does an
   // empty one outside a batch.
@@ -105,7 +107,8 @@ class SourceCodeControlSystemProviderInterface {
   virtual int iterateRemoteDirectory(const char* path, bool directories) = 0;
   // The next name of the last listing, null at its end. Lasts until the next listing.
   virtual const char* getRemoteDirectoryEntry() = 0;
-  // Creates a repository directory in `parent`, or at the top level when that is null.
+  // Creates a repository directory in `parent`, or at the top level when that is null. The user
+  // given to login becomes the vendor tag of the import behind it: without one the client refuses.
   virtual bool createDirectory(const char* parent, const char* name) = 0;
 
   // The client command that last failed or wrote to its standard error, and what it wrote there,

@@ -70,7 +70,7 @@ sed -i 's/^3/ann/' "$ann/same.txt"
 sed -i 's/^3/bob/' "$bob/same.txt"
 run 0 "$scchost" -C "$ann" commit -m Conflicting same.txt
 run 0 "$scchost" -C "$bob" update same.txt
-holds "cvs update said:" "conflicts found in same.txt" "updated same.txt"
+holds "conflicts found in same.txt"
 run 0 "$scchost" -C "$bob" status same.txt
 equal "missing				same.txt" "$output" # an "Unresolved Conflict", until somebody works on it
 sleep 1
@@ -82,14 +82,16 @@ run 0 "$scchost" -C "$bob" update --clean same.txt
 
 # Edits, and how they end.
 run 0 "$scchost" -C "$bob" edit --clean patched.txt gone.txt
-echo mine | tee -a "$bob/patched.txt" >>"$bob/gone.txt"
+echo mine >>"$bob/gone.txt"
+run 1 "$scchost" -C "$bob" unedit gone.txt
+holds "gone.txt is modified"
 run 0 "$scchost" -C "$bob" unedit patched.txt
 run 0 "$scchost" -C "$bob" unedit --revert gone.txt
 run 0 "$scchost" -C "$bob" --edit status patched.txt gone.txt
 equal "Up-to-date	1.2	1.2		patched.txt
 Up-to-date	1.1	1.1		gone.txt" "$output"
 rm "$bob/edited.txt"
-run 1 "$scchost" -C "$bob" unedit edited.txt
+run 1 "$scchost" -C "$bob" unedit --revert edited.txt
 holds "unedit edited.txt failed; cvs unedit said:"
 run 1 "$scchost" -C "$bob" edit nowhere.txt
 holds "no such file nowhere.txt"
@@ -107,8 +109,15 @@ run 0 "$scchost" ls lib/tool/docs
 equal "" "$output"
 run 1 "$scchost" ls no/such
 holds "cvs rls said:" "cannot find module"
-run 1 "$scchost" mkdir lib --user 'not a tag'
-holds "mkdir lib failed; cvs import said:"
+run 1 "$scchost" -C "$bob" cat nowhere.txt -o "$scratch/old"
+holds "the repository has no revision HEAD of nowhere.txt"
+equal 5 "$(wc -l <"$scratch/old")"
+run 1 "$scchost" mkdir new --user 'not a tag'
+holds "mkdir new failed; cvs import said:"
+run 1 "$scchost" mkdir lib/tool/same.txt
+holds "the repository has a file of that name"
+run 0 "$scchost" checkout "$bob" lib
+holds "already is a working copy of lib/tool"
 
 # A script, with one provider for all of it.
 cat >"$scratch/script" <<EOT

@@ -52,9 +52,9 @@ start_password_server() {
 stop_password_server() {
   local checks=50
   [ -n "$server_pid" ] || return 0
-  kill -- "-$server_pid" 2>/dev/null
-  wait "$server_pid" 2>/dev/null
+  kill -- "-$server_pid" 2>/dev/null || true
+  wait "$server_pid" 2>/dev/null || true # it ends with the signal
   while [ $((checks -= 1)) -ge 0 ] && kill -0 -- "-$server_pid" 2>/dev/null; do sleep 0.1; done
-  kill -KILL -- "-$server_pid" 2>/dev/null
+  kill -KILL -- "-$server_pid" 2>/dev/null || true
   server_pid=
 }

@@ -56,7 +56,8 @@ Locally Modified\t1.1.1.1\t1.1.1.1\tedited\tsecond file' "$output"
 
 run 0 host -C "$work" commit -m 'More of it' first.txt
 equal $'one\nmore' "$(cvs -Q -d "$repository" checkout -p box/first.txt)"
-run 0 host -C "$work" --edit unedit 'second file'
+printf '%s\n' "setRoots '$work'" "undoCheckout 'second file' false" >"$scratch/script"
+run 0 host -C "$work" run "$scratch/script"
 equal 'two -rw' "$(state 'second file')"
 run 0 host -C "$work" --edit edit first.txt
 printf 'not this\n' >>"$work/first.txt"

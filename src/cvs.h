@@ -1,12 +1,16 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "SourceCodeControlSystemProviderInterface.h"
+
+class Process;
 
 // What the client said of one file.
 struct CVSFileStatus {
@@ -18,8 +22,8 @@ struct CVSFileStatus {
   std::string repositoryRevision;  // the newest one
 };
 
-// The files of one directory, by their names inside it.
-using FileStatusMap = std::map<std::string, CVSFileStatus>;
+// The files of one directory, by their names inside it, which can be looked up without a copy.
+using FileStatusMap = std::map<std::string, CVSFileStatus, std::less<>>;
 
 // Appends the tokens of `text`, the maximal runs of characters not in `delimiters`, to `out`. No
 // token is empty; a null text has none.
@@ -99,6 +103,18 @@ class CVSInterface : public SourceCodeControlSystemProviderInterface {
                           const std::vector<std::string>& lines);
 
  private:
+  // Runs the client as executeCVSCommand does, and leaves its output with the process.
+  int runCVSCommand(Process& process, const std::string& command,
+                    const std::vector<std::string>& globalOptions,
+                    const std::vector<std::string>& commandOptions,
+                    const std::string& workingDirectory, const std::vector<std::string>& files);
+
+  // What getFileStatus does, for a path that need not be a string of its own.
+  CVSFileStatus* findRecord(std::string_view path);
+
+  // Reads a directory into the cache; null, caching nothing, when the client fails.
+  FileStatusMap* readDirectory(const std::string& directory);
+
   // Runs a command on one file in the local root and returns whether it succeeded.
   bool runOnFile(const std::string& command, const std::vector<std::string>& options,
                  const char* file);
@@ -123,4 +139,6 @@ class CVSInterface : public SourceCodeControlSystemProviderInterface {
   std::vector<std::string> multiFiles;
   std::vector<std::string> remoteEntries;
   std::size_t remoteEntryCursor = 0;  // the entry handed out next; none at or past the end
+
+  std::string directoryKey;  // of the last lookup: a cached answer allocates nothing
 };

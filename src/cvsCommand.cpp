@@ -13,20 +13,17 @@ void splitString(const char* text, const char* delimiters, std::vector<std::stri
   }
 }
 
-int CVSInterface::executeCVSCommand(const std::string& command,
-                                    const std::vector<std::string>& globalOptions,
-                                    const std::vector<std::string>& commandOptions,
-                                    const std::string& workingDirectory,
-                                    const std::vector<std::string>& files,
-                                    std::vector<std::string>& output) {
-  output.clear();
+int CVSInterface::runCVSCommand(Process& process, const std::string& command,
+                                const std::vector<std::string>& globalOptions,
+                                const std::vector<std::string>& commandOptions,
+                                const std::string& workingDirectory,
+                                const std::vector<std::string>& files) {
   std::list<const char*> arguments = {cvsExecutable.c_str(), "-d", cvsRoot.c_str()};
   for (const auto& option : globalOptions) arguments.push_back(option.c_str());
   arguments.push_back(command.c_str());
   for (const auto& option : commandOptions) arguments.push_back(option.c_str());
   for (const auto& file : files) arguments.push_back(file.c_str());
 
-  Process process;
   const int result = process.run(std::move(arguments), true, workingDirectory.c_str(), true, true,
                                  true, false, true);
   if (result != 0 || !process.errorLines.empty()) {
@@ -37,6 +34,19 @@ int CVSInterface::executeCVSCommand(const std::string& command,
     }
     setLastError(command, text);
   }
+  return result;
+}
+
+int CVSInterface::executeCVSCommand(const std::string& command,
+                                    const std::vector<std::string>& globalOptions,
+                                    const std::vector<std::string>& commandOptions,
+                                    const std::string& workingDirectory,
+                                    const std::vector<std::string>& files,
+                                    std::vector<std::string>& output) {
+  output.clear();
+  Process process;
+  const int result =
+      runCVSCommand(process, command, globalOptions, commandOptions, workingDirectory, files);
   output.reserve(process.outputLines.size());
   for (const char* line : process.outputLines) output.emplace_back(line);
   return result;

@@ -1,15 +1,15 @@
 #include <algorithm>
-#include <cstring>
+#include <iterator>
 
 #include "cvs.h"
+#include "spawnProcess.h"
 
 namespace {
 
-constexpr char fileLabel[] = "File:";
-constexpr char statusLabel[] = "Status:";
-constexpr char workingRevisionLabel[] = "Working revision:\t";
-constexpr char repositoryRevisionLabel[] = "Repository revision:\t";
-constexpr char blanks[] = " \t";
+constexpr std::string_view fileLabel = "File:";
+constexpr std::string_view statusLabel = "Status:";
+constexpr std::string_view workingRevisionLabel = "Working revision:\t";
+constexpr std::string_view repositoryRevisionLabel = "Repository revision:\t";
 
 struct StatusKind {
   const char* text;
@@ -27,46 +27,54 @@ constexpr StatusKind statusKinds[] = {
     {"Needs Patch", false, true},
 };
 
-const StatusKind* findStatusKind(const std::string& line, std::size_t from) {
+const StatusKind* findStatusKind(std::string_view region) {
   for (const auto& kind : statusKinds) {
-    if (line.find(kind.text, from) != std::string::npos) return &kind;
+    if (region.find(kind.text) != region.npos) return &kind;
   }
   return nullptr;
 }
 
 // The name between the two labels of a block's first line, verbatim: the client pads it with
 // blanks, and puts "no file" before the name of a file that is missing here.
-std::string cutFileName(const std::string& line, std::size_t file, std::size_t status) {
-  const std::size_t start = file + std::strlen(fileLabel) + 1;
+std::string_view cutFileName(std::string_view line, std::size_t file, std::size_t status) {
+  const std::size_t start = file + fileLabel.size() + 1;
   if (start >= status) return {};
-  const std::size_t last = line.find_last_not_of(blanks, status - 1);
-  return last == std::string::npos || last < start ? std::string()
-                                                   : line.substr(start, last + 1 - start);
+  const std::size_t last = line.find_last_not_of(" \t", status - 1);
+  return last == line.npos || last < start ? std::string_view()
+                                           : line.substr(start, last + 1 - start);
 }
 
 // The first word after a label; `revision` stays as it was when the line does not hold the label.
-void readRevision(const std::string& line, const char* label, std::string& revision) {
+void readRevision(std::string_view line, std::string_view label, std::string& revision) {
   const std::size_t found = line.find(label);
-  if (found == std::string::npos) return;
-  const std::size_t start = found + std::strlen(label);
-  revision = line.substr(start, line.find_first_of(" \t\n\v\f\r", start) - start);
+  if (found == line.npos) return;
+  const std::string_view rest = line.substr(found + label.size());
+  revision = rest.substr(0, rest.find_first_of(" \t\n\v\f\r"));
 }
 
-}  // namespace
+// Appends the directory part of a path, if it has one, to `directory`, and returns its last part.
+std::string_view splitPath(std::string_view path, std::string& directory) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == path.npos) return path;
+  directory += '/';
+  directory += path.substr(0, slash);
+  return path.substr(slash + 1);
+}
 
-bool CVSInterface::parseStatusOutput(FileStatusMap* statusMap,
-                                     const std::vector<std::string>& lines) {
+void parseStatusLines(FileStatusMap& statusMap, const std::vector<std::string_view>& lines) {
   constexpr std::size_t workingRevisionLine = 2, repositoryRevisionLine = 3, blockLines = 5;
-  CVSFileStatus record;  // not reset: a block without a revision keeps the one before
+  CVSFileStatus record;           // not reset: a block without a revision keeps the one before
+  auto next = statusMap.begin();  // where the next name belongs, as the client sorts them
   std::size_t advance = 1;
   for (std::size_t i = 0; i < lines.size(); i += advance) {
     advance = 1;
-    const std::string& line = lines[i];
+    const std::string_view line = lines[i];
     const std::size_t file = line.find(fileLabel);
-    if (file == std::string::npos) continue;
+    if (file == line.npos) continue;
     const std::size_t status = line.find(statusLabel, file);
-    if (status == std::string::npos) continue;
-    const StatusKind* kind = findStatusKind(line, status + std::strlen(statusLabel) + 1);
+    if (status == line.npos) continue;
+    const std::size_t region = std::min(status + statusLabel.size() + 1, line.size());
+    const StatusKind* kind = findStatusKind(line.substr(region));
     if (kind == nullptr) continue;
     if (lines.size() - i <= repositoryRevisionLine) break;
 
@@ -76,9 +84,17 @@ bool CVSInterface::parseStatusOutput(FileStatusMap* statusMap,
     readRevision(lines[i + workingRevisionLine], workingRevisionLabel, record.workingRevision);
     readRevision(lines[i + repositoryRevisionLine], repositoryRevisionLabel,
                  record.repositoryRevision);
-    statusMap->insert_or_assign(statusMap->end(), cutFileName(line, file, status), record);
+    std::string name(cutFileName(line, file, status));
+    next = std::next(statusMap.insert_or_assign(next, std::move(name), record));
     advance = blockLines;
   }
+}
+
+}  // namespace
+
+bool CVSInterface::parseStatusOutput(FileStatusMap* statusMap,
+                                     const std::vector<std::string>& lines) {
+  parseStatusLines(*statusMap, {lines.begin(), lines.end()});
   return true;
 }
 
@@ -95,32 +111,39 @@ void CVSInterface::parseEditorsOutput(const std::string&, FileStatusMap* statusM
 }
 
 std::string CVSInterface::getLocalDirectory(const std::string& path, std::string& fileName) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) {
-    fileName = path;
-    return localRoot;
-  }
-  fileName = path.substr(slash + 1);
-  return localRoot + '/' + path.substr(0, slash);
+  std::string directory = localRoot;
+  fileName = splitPath(path, directory);
+  return directory;
 }
 
 CVSFileStatus* CVSInterface::getFileStatus(const std::string& path) {
-  std::string fileName;
-  const std::string directory = getLocalDirectory(path, fileName);
-  auto cached = statusCache.find(directory);
-  if (cached == statusCache.end()) {
-    std::vector<std::string> lines;
-    if (executeCVSCommand("status", {}, {"-l"}, directory, {}, lines) != 0) return nullptr;
-    auto statusMap = std::make_unique<FileStatusMap>();
-    parseStatusOutput(statusMap.get(), lines);
-    cached = statusCache.emplace(directory, std::move(statusMap)).first;
-    if (checkOutSupported() &&
-        executeCVSCommand("editors", {}, {"-l"}, directory, {}, lines) == 0) {
-      parseEditorsOutput(directory, cached->second.get(), lines);
-    }
+  return findRecord(path);
+}
+
+CVSFileStatus* CVSInterface::findRecord(std::string_view path) {
+  directoryKey = localRoot;
+  const std::string_view fileName = splitPath(path, directoryKey);
+  const auto cached = statusCache.find(directoryKey);
+  FileStatusMap* statusMap =
+      cached == statusCache.end() ? readDirectory(directoryKey) : cached->second.get();
+  if (statusMap == nullptr) return nullptr;
+  const auto found = statusMap->find(fileName);
+  return found == statusMap->end() ? nullptr : &found->second;
+}
+
+FileStatusMap* CVSInterface::readDirectory(const std::string& directory) {
+  auto statusMap = std::make_unique<FileStatusMap>();
+  {
+    Process process;  // whose lines are parsed where they are: they may be very many
+    if (runCVSCommand(process, "status", {}, {"-l"}, directory, {}) != 0) return nullptr;
+    parseStatusLines(*statusMap, {process.outputLines.begin(), process.outputLines.end()});
   }
-  const auto found = cached->second->find(fileName);
-  return found == cached->second->end() ? nullptr : &found->second;
+  FileStatusMap* cached = statusCache.emplace(directory, std::move(statusMap)).first->second.get();
+  std::vector<std::string> lines;
+  if (checkOutSupported() && executeCVSCommand("editors", {}, {"-l"}, directory, {}, lines) == 0) {
+    parseEditorsOutput(directory, cached, lines);
+  }
+  return cached;
 }
 
 bool CVSInterface::status(const char* path, bool& controlled, bool& edited, bool& modified,
@@ -128,7 +151,7 @@ bool CVSInterface::status(const char* path, bool& controlled, bool& edited, bool
                           const char*& repositoryRevision) {
   controlled = false;
   if (path == nullptr) return false;
-  if (const CVSFileStatus* record = getFileStatus(path)) {
+  if (const CVSFileStatus* record = findRecord(path)) {
     controlled = true;
     edited = record->edited;
     modified = record->modified;

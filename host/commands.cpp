@@ -9,6 +9,8 @@
 #include <functional>
 #include <iostream>
 
+#include "workingCopy.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -52,14 +54,6 @@ Outcome asOneBatch(const Provider& provider, const Paths& paths, const std::stri
 int confirm(const Outcome& outcome, const std::string& verb) {
   for (const auto& path : outcome.done) std::cout << verb << ' ' << path << '\n';
   return outcome.status;
-}
-
-bool isModified(const Provider& provider, const std::string& path) {
-  bool controlled = false, edited = false, modified = false, outOfDate = false;
-  const char *text = "", *working = "", *repository = "";
-  return provider->status(path.c_str(), controlled, edited, modified, outOfDate, text, working,
-                          repository) &&
-         modified;
 }
 
 // Whether a repository directory has a file, or else a directory, of that name.
@@ -130,11 +124,15 @@ int editFiles(const Provider& provider, const Paths& paths, bool clean) {
   return confirm(forEachFile(provider, paths, "edit", edit), "editing");
 }
 
-int uneditFiles(const Provider& provider, const Paths& paths, bool revert) {
+int uneditFiles(const Provider& provider, const std::string& directory, const Paths& paths,
+                bool revert) {
   // The client takes back what was changed since the edit was announced, asked for or not.
-  for (const auto& path : paths) {
-    if (revert || !isModified(provider, path)) continue;
-    complain(path + " is modified, and unedit takes the changes back: commit it, or say --revert");
+  for (const auto& file : revert ? std::vector<VersionedFile>() : findFiles(directory, paths)) {
+    const FileState state = askStatus(provider.object(), file.path.c_str());
+    if (!state.modified || state.text == "missing") continue;
+    complain(file.path +
+             " is modified, and unedit takes the changes back: commit it first, or say "
+             "--revert");
     return exitFailure;
   }
   const auto unedit = [&](const char* file) { return provider->undoCheckout(file, revert); };
@@ -152,9 +150,12 @@ int printRevision(const Provider& provider, const std::string& file, const std::
     return fail(provider, "cat " + file);
   }
   const auto size = fs::file_size(fetched.path());
-  if (size == 0 && *provider->getLastError() == '\0') {
-    // The client succeeds all the same, but without the heading that it writes before a file.
-    complain("the repository has no revision " + revision + " of " + file);
+  const bool headed = *provider->getLastError() != '\0';
+  if (size == 0 && !headed &&
+      !(revision == "HEAD" && askStatus(provider.object(), file.c_str()).known)) {
+    // The client succeeds with what it does not have, too, but writes no heading then. Made quiet
+    // it never does, but there also nothing is lost by writing nothing.
+    complain("the client gave nothing for revision " + revision + " of " + file);
     return exitFailure;
   }
   std::ifstream contents(fetched.path(), std::ios::binary);
@@ -183,9 +184,13 @@ int makeDirectory(const Provider& provider, const std::string& path, const std::
   const bool nested = slash != std::string::npos;
   const std::string parent = nested ? directory.substr(0, slash) : "";
   const std::string name = nested ? directory.substr(slash + 1) : directory;
+  if (name.empty()) {
+    complain("mkdir " + path + ": that is the top of the repository");
+    return exitFailure;
+  }
   for (const bool directories : {false, true}) {
     // The client would make a directory over a file, which then cannot be checked out any more.
-    if (!name.empty() && !isListed(provider, parent, name, directories)) continue;
+    if (!isListed(provider, parent, name, directories)) continue;
     complain("mkdir " + directory + ": the repository has a " +
              (directories ? "directory" : "file") + " of that name");
     return exitFailure;
@@ -211,8 +216,13 @@ int checkOut(const Provider& provider, const std::string& local, const std::stri
     return fail(provider, "checkout " + local);
   }
   if (!provider.tie(directory)) return exitFailure;
-  std::cout << directory << (wasThere ? " already is" : " is") << " a working copy of "
-            << provider->getRemoteRoot() << '\n';
+  const std::string found = provider->getRemoteRoot();
+  if (wasThere && found != repositoryPath(remote)) {
+    complain(directory + " already is a working copy, of " + found);
+    return exitFailure;
+  }
+  std::cout << directory << (wasThere ? " already is" : " is") << " a working copy of " << found
+            << '\n';
   return exitSuccess;
 }
 

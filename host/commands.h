@@ -20,7 +20,9 @@ int commitFiles(const Provider& provider, const Paths& paths, const char* commen
 int updateFiles(const Provider& provider, const Paths& paths, bool clean);
 
 int editFiles(const Provider& provider, const Paths& paths, bool clean);
-int uneditFiles(const Provider& provider, const Paths& paths, bool revert);
+// Refuses files that are modified unless they are to be reverted.
+int uneditFiles(const Provider& provider, const std::string& directory, const Paths& paths,
+                bool revert);
 
 // Writes one revision of a file to `output`, or to the standard output when that is empty.
 int printRevision(const Provider& provider, const std::string& file, const std::string& revision,

@@ -33,7 +33,9 @@ bool isOnSearchPath(const std::string& program) {
   std::string rest = search == nullptr ? "/bin:/usr/bin" : search;
   rest += ':';
   for (std::size_t colon; (colon = rest.find(':')) != std::string::npos; rest.erase(0, colon + 1)) {
-    if (isProgram(fs::path(rest.substr(0, colon)) / program)) return true;
+    // A relative directory leads elsewhere once the client starts in the working copy.
+    const fs::path directory = rest.substr(0, colon);
+    if (directory.is_absolute() && isProgram(directory / program)) return true;
   }
   return false;
 }
@@ -62,9 +64,11 @@ std::string findClient(const std::string& wanted) {
                         " on the search path; install it, or name another client with --client");
     return {};
   }
-  const std::string adapter = wanted.empty() ? findAdapter() : "";
-  if (!adapter.empty()) return adapter;
-  return path ? fs::absolute(client).string() : client;
+  std::string found = path ? fs::absolute(client).string() : client;
+  std::string adapter = wanted.empty() ? findAdapter() : "";
+  if (adapter.empty()) return found;
+  setenv("CVS_GNU_CLIENT", found.c_str(), 1);
+  return adapter;
 }
 
 std::string findRoot(const Settings& settings) {
@@ -141,11 +145,25 @@ bool Provider::tie(const std::string& directory) const {
   return false;
 }
 
-std::string Provider::describeFailure(const std::string& operation) const {
+std::string Provider::lastWords() const {
   const std::string command = provider_->getLastErrorCommand();
   const std::string text = provider_->getLastError();
-  if (command.empty()) return operation + " failed";
-  if (text.empty())
-    return operation + " failed: cvs " + command + " did, without a word on its standard error";
-  return operation + " failed; cvs " + command + " said:\n" + text;
+  if (command.empty()) return "the client said nothing";
+  if (text.empty()) return "cvs " + command + " left no word on its standard error";
+  return "cvs " + command + " said:\n" + text;
+}
+
+std::string Provider::describeFailure(const std::string& operation) const {
+  return operation + " failed; " + lastWords();
+}
+
+FileState askStatus(SourceCodeControlSystemProviderInterface& provider, const char* path) {
+  FileState state;
+  const char *text = "", *working = "", *repository = "";
+  state.known = provider.status(path, state.controlled, state.edited, state.modified,
+                                state.outOfDate, text, working, repository);
+  state.text = text;
+  state.workingRevision = working;
+  state.repositoryRevision = repository;
+  return state;
 }

@@ -15,6 +15,15 @@ struct Settings {
   bool login = false;           // login and logout run the client
 };
 
+// What the provider says of one file.
+struct FileState {
+  bool known = false, controlled = false, edited = false, modified = false, outOfDate = false;
+  std::string text, workingRevision, repositoryRevision;
+};
+
+// Asks for the status of a file; a null path is passed on.
+FileState askStatus(SourceCodeControlSystemProviderInterface& provider, const char* path);
+
 // One provider, and the library it comes from for as long as it lives.
 class Provider {
  public:
@@ -34,7 +43,9 @@ class Provider {
   // Ties the provider to a working copy; false, reported, for a directory that is none.
   bool tie(const std::string& directory) const;
 
-  // A sentence about an operation that failed, and the client's own words.
+  // What the client said when it last failed.
+  std::string lastWords() const;
+  // A sentence about an operation that failed, with the client's words.
   std::string describeFailure(const std::string& operation) const;
 
  private:

@@ -40,6 +40,12 @@ std::string loginName() {
   return account == nullptr ? "" : account->pw_name;
 }
 
+// An empty path is a variable that was empty by mistake, and would stand for much.
+CLI::Validator notEmpty() {
+  return CLI::Validator(
+      [](const std::string& text) { return text.empty() ? "it is empty" : std::string(); }, "");
+}
+
 CLI::App* addCommand(CLI::App& app, CommandLine& line, const std::string& name,
                      const std::string& description, const Operation& run) {
   CLI::App* command = app.add_subcommand(name, description);
@@ -109,9 +115,11 @@ void defineFileCommands(CLI::App& app, CommandLine& line) {
       [&line](const Provider& provider) { return editFiles(provider, line.paths, line.flag); })
       ->add_flag("--clean", line.flag, "First replace local changes by what the repository has");
 
-  addFileCommand(
-      app, line, "unedit", "Withdraw that announcement, of files that are not modified", true,
-      [&line](const Provider& provider) { return uneditFiles(provider, line.paths, line.flag); })
+  addFileCommand(app, line, "unedit", "Withdraw that announcement, of files that are not modified",
+                 true,
+                 [&line](const Provider& provider) {
+                   return uneditFiles(provider, line.settings.directory, line.paths, line.flag);
+                 })
       ->add_flag("--revert", line.flag, "Take changes back, to what the repository has");
 }
 
@@ -125,7 +133,7 @@ void defineRepositoryCommands(CLI::App& app, CommandLine& line) {
   CLI::App* mkdir = addCommand(
       app, line, "mkdir", "Create a repository directory",
       [&line](const Provider& provider) { return makeDirectory(provider, line.path, line.user); });
-  mkdir->add_option("PATH", line.path, "The directory")->required();
+  mkdir->add_option("PATH", line.path, "The directory")->required()->check(notEmpty());
   line.user = loginName();
   mkdir->add_option("-u,--user", line.user, "Vendor tag of the import behind it")
       ->capture_default_str();
@@ -137,8 +145,10 @@ void defineRepositoryCommands(CLI::App& app, CommandLine& line) {
                    const auto local = std::filesystem::path(line.settings.directory) / line.path;
                    return checkOut(provider, local.string(), line.remote);
                  });
-  checkout->add_option("LOCAL", line.path, "The directory to make")->required();
-  checkout->add_option("REMOTE", line.remote, "The repository directory")->required();
+  checkout->add_option("LOCAL", line.path, "The directory to make")->required()->check(notEmpty());
+  checkout->add_option("REMOTE", line.remote, "The repository directory")
+      ->required()
+      ->check(notEmpty());
 
   CLI::App* login = addCommand(
       app, line, "login",

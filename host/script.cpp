@@ -82,17 +82,15 @@ Result value(int count) {
 }
 
 Result status(Interface& p, const Arguments& a) {
-  bool controlled = false, edited = false, modified = false, outOfDate = false;
-  const char *text = nullptr, *working = nullptr, *repository = nullptr;
-  const bool known =
-      p.status(a.text(0), controlled, edited, modified, outOfDate, text, working, repository);
-  std::string shown = show(known) + " controlled=" + show(controlled);
-  if (known) {
-    shown += " edited=" + show(edited) + " modified=" + show(modified) +
-             " outOfDate=" + show(outOfDate) + " statusText=" + show(text) +
-             " workingRevision=" + show(working) + " repositoryRevision=" + show(repository);
+  const FileState state = askStatus(p, a.text(0));
+  std::string shown = show(state.known) + " controlled=" + show(state.controlled);
+  if (state.known) {
+    shown += " edited=" + show(state.edited) + " modified=" + show(state.modified) +
+             " outOfDate=" + show(state.outOfDate) + " statusText=" + show(state.text.c_str()) +
+             " workingRevision=" + show(state.workingRevision.c_str()) +
+             " repositoryRevision=" + show(state.repositoryRevision.c_str());
   }
-  return {shown, known};
+  return {shown, state.known};
 }
 
 Result preMulti(Interface& p, const Arguments&) {

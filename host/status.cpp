@@ -100,17 +100,33 @@ void printSeparated(const Row& row) {
             << '\t' << row.edited << '\t' << row.path << '\n';
 }
 
-std::vector<VersionedFile> findFiles(const std::string& directory, const Paths& paths) {
-  std::vector<VersionedFile> files;
-  for (const auto& path : paths) {
-    std::error_code ignored;
-    if (std::filesystem::is_directory(std::filesystem::path(directory) / path, ignored)) {
-      listFiles(directory, path, files);
-    } else {
-      files.push_back(findFile(directory, path));
-    }
+// Files that something went wrong with, told together where the client's words are the same.
+class Troubles {
+ public:
+  void add(const std::string& path, const std::string& words) {
+    if (troubles_.empty() || troubles_.back().words != words) troubles_.push_back({path, words, 0});
+    ++troubles_.back().files;
   }
-  return files;
+  int report() const {
+    for (const auto& [path, words, files] : troubles_) {
+      const std::string more = files > 1 ? " and " + std::to_string(files - 1) + " more" : "";
+      complain(path + more + ": " + words);
+    }
+    return troubles_.empty() ? exitSuccess : exitFailure;
+  }
+
+ private:
+  struct Trouble {
+    std::string path;
+    std::string words;
+    std::size_t files;
+  };
+  std::vector<Trouble> troubles_;
+};
+
+bool isHere(const std::string& directory, const std::string& path) {
+  std::error_code ignored;
+  return std::filesystem::exists(std::filesystem::path(directory) / path, ignored);
 }
 
 }  // namespace
@@ -119,21 +135,23 @@ int showStatus(const Provider& provider, const std::string& directory, const Pat
   const std::vector<VersionedFile> files = findFiles(directory, paths);
   const bool terminal = isatty(STDOUT_FILENO) == 1;
   std::vector<Row> rows;
-  std::vector<std::string> failures;
+  Troubles troubles;
   {
     Progress progress(files.size());
     std::size_t done = 0;
     for (const auto& file : files) {
       progress.show(done++);
-      bool controlled = false, edited = false, modified = false, outOfDate = false;
-      const char *text = "unknown", *working = "", *repository = "";
-      const bool known = provider->status(file.path.c_str(), controlled, edited, modified,
-                                          outOfDate, text, working, repository);
-      if (!known && !file.added) {
-        const std::string failure = provider.describeFailure("status");
-        if (failures.empty() || failures.back() != failure) failures.push_back(failure);
+      const FileState state = askStatus(provider.object(), file.path.c_str());
+      Row row = {state.text, state.workingRevision, state.repositoryRevision,
+                 state.edited ? "edited" : "", file.path};
+      if (!state.known) {
+        row.statusText = "unknown";
+        if (!file.added) troubles.add(file.path, provider.describeFailure("status"));
+      } else if (state.text == "missing" && isHere(directory, file.path)) {
+        row.statusText = "no status";
+        troubles.add(file.path,
+                     "here, in a state that the provider cannot tell; " + provider.lastWords());
       }
-      const Row row = {text, working, repository, edited ? "edited" : "", file.path};
       if (terminal) {
         rows.push_back(row);
       } else {
@@ -142,7 +160,5 @@ int showStatus(const Provider& provider, const std::string& directory, const Pat
     }
   }
   if (!rows.empty()) printAligned(std::move(rows));
-  std::cout << std::flush;
-  for (const auto& failure : failures) complain(failure);
-  return failures.empty() ? exitSuccess : exitFailure;
+  return troubles.report();
 }

@@ -43,15 +43,6 @@ Entries readEntries(const fs::path& directory) {
   return entries;
 }
 
-}  // namespace
-
-std::string readRecordedRoot(const std::string& directory) {
-  std::ifstream file(fs::path(directory) / "CVS/Root");
-  std::string root;
-  std::getline(file, root);
-  return root;
-}
-
 void listFiles(const std::string& workingCopy, const std::string& path,
                std::vector<VersionedFile>& files) {
   const std::string prefix = path == "." ? "" : path + '/';
@@ -69,6 +60,29 @@ VersionedFile findFile(const std::string& workingCopy, const std::string& path) 
   const Entries entries = readEntries(fs::path(workingCopy) / file.parent_path());
   const auto found = entries.find(file.filename());
   return {path, found != entries.end() && found->second.added};
+}
+
+}  // namespace
+
+std::string readRecordedRoot(const std::string& directory) {
+  std::ifstream file(fs::path(directory) / "CVS/Root");
+  std::string root;
+  std::getline(file, root);
+  return root;
+}
+
+std::vector<VersionedFile> findFiles(const std::string& workingCopy,
+                                     const std::vector<std::string>& paths) {
+  std::vector<VersionedFile> files;
+  for (const auto& path : paths) {
+    std::error_code ignored;
+    if (fs::is_directory(fs::path(workingCopy) / path, ignored)) {
+      listFiles(workingCopy, path, files);
+    } else {
+      files.push_back(findFile(workingCopy, path));
+    }
+  }
+  return files;
 }
 
 std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path) {

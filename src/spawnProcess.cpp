@@ -216,6 +216,7 @@ void restoreSignals(const sigset_t& mask) {
 // async-signal-safe calls are allowed there, and no handler of the host's may run.
 pid_t startProgram(char* const* arguments, const char* directory, int output, int errors) {
   const BlockedSignals blocked;
+  // NOLINTNEXTLINE(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
   const pid_t child = vfork();
   if (child == 0) becomeProgram(arguments, directory, output, errors, blocked.before());
   return child;
@@ -229,13 +230,11 @@ pid_t dropErrors(pid_t child, Descriptor& errors, int& status) {
   pid_t ended = 0;
   while (ended == 0 && errors.get() != -1) {
     const int ready = poll(&stream, 1, milliseconds);
-    const bool interrupted = ready == -1 && errno == EINTR;
     char dropped[readSize];
-    if (ready == 0 || interrupted) {
-      // Nothing arrived: look for the child's end all the same.
-    } else if (ready == -1 || read(errors.get(), dropped, sizeof dropped) == 0) {
-      errors.close();
-    }
+    const ssize_t count = ready > 0 ? read(errors.get(), dropped, sizeof dropped) : ready;
+    const bool hasEnded = ready > 0 && count == 0;
+    const bool isBroken = count == -1 && errno != EINTR && errno != EAGAIN;
+    if (hasEnded || isBroken) errors.close();
     milliseconds = std::min(2 * milliseconds, pollMilliseconds);
     ended = waitpid(child, &status, WNOHANG);
   }

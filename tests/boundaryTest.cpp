@@ -153,7 +153,9 @@ TEST(Library, ExportsTwoNamesAndNeedsOnlyTheCLibrary) {
             (Lines{"AllocateSourceCodeControlSystemInterface",
                    "ReleaseSourceCodeControlSystemInterface"}));
 #ifndef __SANITIZE_ADDRESS__  // which needs a runtime of its own
-  for (const auto& needed : outputOf("readelf -dW " + library + " | grep NEEDED")) {
+  const Lines all = outputOf("readelf -dW " + library + " | grep NEEDED");
+  EXPECT_FALSE(all.empty());
+  for (const auto& needed : all) {
     const bool isCLibrary = needed.find("[libc.so.6]") != std::string::npos ||
                             needed.find("[ld-linux") != std::string::npos;
     EXPECT_TRUE(isCLibrary) << needed;

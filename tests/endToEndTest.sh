@@ -71,8 +71,8 @@ sed -i 's/^3/bob/' "$bob/same.txt"
 run 0 "$scchost" -C "$ann" commit -m Conflicting same.txt
 run 0 "$scchost" -C "$bob" update same.txt
 holds "conflicts found in same.txt"
-run 0 "$scchost" -C "$bob" status same.txt
-equal "missing				same.txt" "$output" # an "Unresolved Conflict", until somebody works on it
+run 1 "$scchost" -C "$bob" status same.txt # an "Unresolved Conflict", until somebody works on it
+holds "no status				same.txt" "in a state that the provider cannot tell"
 sleep 1
 echo 6 >>"$bob/same.txt"
 run 0 "$scchost" -C "$bob" status same.txt
@@ -110,14 +110,15 @@ equal "" "$output"
 run 1 "$scchost" ls no/such
 holds "cvs rls said:" "cannot find module"
 run 1 "$scchost" -C "$bob" cat nowhere.txt -o "$scratch/old"
-holds "the repository has no revision HEAD of nowhere.txt"
+holds "the client gave nothing for revision HEAD of nowhere.txt"
 equal 5 "$(wc -l <"$scratch/old")"
 run 1 "$scchost" mkdir new --user 'not a tag'
 holds "mkdir new failed; cvs import said:"
 run 1 "$scchost" mkdir lib/tool/same.txt
 holds "the repository has a file of that name"
-run 0 "$scchost" checkout "$bob" lib
-holds "already is a working copy of lib/tool"
+run 1 "$scchost" checkout "$bob" lib
+holds "already is a working copy, of lib/tool"
+run 2 "$scchost" checkout "" lib
 
 # A script, with one provider for all of it.
 cat >"$scratch/script" <<EOT
@@ -157,7 +158,7 @@ run 1 "$scchost" -C "$bob" status same.txt nowhere.txt
 holds "unknown" "cannot find module \`lib/tool/nowhere.txt'"
 mv "$CVSROOT" "$CVSROOT.away"
 run 1 "$scchost" -C "$bob" status same.txt
-holds "status failed; cvs rls said:" "repository"
+holds "unknown				same.txt" "same.txt: status failed; cvs rls said:" "repository"
 run 1 env -u CVSROOT "$scchost" ls
 holds "which repository?"
 finish

@@ -22,38 +22,37 @@ waiting=$!
 sleep 2
 rmdir "$CVSROOT/lib/box/#cvs.lock"
 
-# Every name goes the same way. The columns are the exit status of adding it and the status it then
-# has: a name that begins with "-" is an option to the client's "add", and one that holds "Status:"
+# Every name goes the same way. The columns are the exit status of adding it, and of asking for the
+# status it then has: a name that begins with "-" is an option to the client's "add", and one that holds "Status:"
 # is cut there, which leaves it without a record.
 ended=0
-while IFS='|' read -r name added state; do
+while IFS='|' read -r name added ended_with state; do
   echo 1 >"$work/$name"
   run "$added" "$scchost" -C "$work" add -- "$name"
   [ "$added" -eq 0 ] || (cd "$work" && cvs -Q add -- "$name" && cvs -Q commit -m x -- "$name")
   status() {
-    run 0 "$scchost" -C "$work" status
-    equal "$1" "$(grep -F "	$name" <<<"$output" | cut -f 1)"
+    run "$1" "$scchost" -C "$work" status -- "$name"
+    equal "$2" "$(cut -f 1 <<<"${output%%$'\n'*}")"
   }
-  status "$state"
+  status "$ended_with" "$state"
   echo 2 >>"$work/$name"
-  [ "$state" = missing ] || state='Locally Modified'
-  status "$state"
+  [ "$ended_with" -ne 0 ] || status 0 'Locally Modified'
   run 0 "$scchost" -C "$work" commit -m "about $name" -- "$name"
   run 0 "$scchost" -C "$work" cat -- "$name"
   equal $'1\n2' "$output"
   rm "$work/$name"
-  status missing
+  status 0 missing
   run 0 "$scchost" -C "$work" update -- "$name"
   equal $'1\n2' "$(cat "$work/$name")"
   ended=$((ended + 1))
 done <<'EOT'
-with two  spaces.txt|0|Up-to-date
-naïve – ü.txt|0|Up-to-date
-tab	inside.txt|0|Up-to-date
-it's "quoted" $HOME; &.txt|0|Up-to-date
-no file really.txt|0|Up-to-date
--dash.txt|1|Up-to-date
-File: Status: x.txt|0|missing
+with two  spaces.txt|0|0|Up-to-date
+naïve – ü.txt|0|0|Up-to-date
+tab	inside.txt|0|0|Up-to-date
+it's "quoted" $HOME; &.txt|0|0|Up-to-date
+no file really.txt|0|0|Up-to-date
+-dash.txt|1|0|Up-to-date
+File: Status: x.txt|0|1|no status
 EOT
 equal 7 "$ended"
 

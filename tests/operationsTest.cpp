@@ -1,5 +1,3 @@
-
-
 #include "support.h"
 
 namespace {
@@ -39,28 +37,40 @@ TEST_F(Operations, RunTheirCommands) {
     Operation operation;
     Lines commands;
   } cases[] = {
+      {[](auto& p) { return p.login("u", "", root); }, {}},
       {[](auto& p) { return p.checkin("src/a.c", "two\nlines 'and' \"quotes\""); },
-       {".$ commit|-m|two\nlines 'and' \"quotes\"|src/a.c"}},
+       {".$ commit|-m|two\nlines 'and' \"quotes\"|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.checkin("a", nullptr); }, {".$ commit|-m|no comment|a"}},
       {[](auto& p) { return p.checkin("a", ""); }, {".$ commit|-m|no comment|a"}},
-      {[](auto& p) { return p.addFile("a.c", ""); }, {".$ add|a.c", ".$ commit|-m|no comment|a.c"}},
+      {[](auto& p) { return p.addFile("src/a.c", ""); },
+       {"./src$ add|a.c", ".$ commit|-m|no comment|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.addFile("/src//a.c", "m"); },
        {"./src$ add|a.c", ".$ commit|-m|m|/src//a.c"}},
-      {[](auto& p) { return p.getFile("src/a.c", true); }, {".$ update|src/a.c"}},
-      {[](auto& p) { return p.getFile("src/a.c", false); }, {".$ update|-C|src/a.c"}},
+      {[](auto& p) { return p.getFile("src/a.c", true); },
+       {".$ update|src/a.c", "./src$ status|-l|a.c"}},
+      {[](auto& p) { return p.getFile("src/a.c", false); },
+       {".$ update|-C|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.getTo("src/a.c", "", "/dev/null"); }, {".$ update|-p|-r||src/a.c"}},
       {[](auto& p) { return p.checkout("src/a.c", nullptr, true); },
-       {"./src$ status|-l", ".$ edit|src/a.c", "./src$ status|-l|a.c"}},
+       {".$ edit|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.undoCheckout("src/a.c", false); },
        {".$ unedit|-w|-y|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.undoCheckout("src/a.c", true); },
        {".$ unedit|-y|src/a.c", ".$ update|-C|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.iterateRemoteDirectory("lib/proj", true) == 0; },
        {"host$ -q|rls|-e|lib/proj"}},
-      {[](auto& p) { return p.login("u", "", root); }, {}},
+      // The roots do not touch the cache, which logout drops.
+      {[this](auto& p) { return p.setRoots("/usr", "x") || p.setRoots(scratch.path().c_str()); },
+       {"/$ checkout|-l|-d|usr|x"}},
+      {[this](auto&) { return known("src/x"); }, {}},
       {[](auto& p) { return p.logout(); }, {}},
+      {[this](auto&) { return known("src/x"); }, {"./src$ status|-l"}},
   };
+  set("CVSLoginRequired", "yes");  // which is not "Yes"
   reply("status", 0, statusBlock("x", "Up-to-date"));
+  reply("checkout", 1);
+  ASSERT_TRUE(known("src/x"));
+  calls();
   for (const auto& [operation, commands] : cases) {
     EXPECT_TRUE(operation(provider)) << ::testing::PrintToString(commands);
     EXPECT_EQ(calls(), commands);

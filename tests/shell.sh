@@ -21,7 +21,7 @@ skip() {
 
 fail() {
   failures=$((failures + 1))
-  printf 'FAILED: line %s: %s\n' "${BASH_LINENO[1]}" "$*"
+  printf 'FAILED: line %s: %s\n' "${BASH_LINENO[${#BASH_LINENO[@]} - 2]}" "$*"
 }
 
 # run STATUS COMMAND...: the command has to end with the status; keeps what it prints in $output.

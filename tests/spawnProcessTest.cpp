@@ -7,6 +7,8 @@
 #include <sys/time.h>
 
 #include <chrono>
+#include <ctime>
+#include <new>
 
 #include "support.h"
 
@@ -102,10 +104,15 @@ TEST(Process, ReportsHowTheChildEnded) {
       {"exit 3", false, 3},
       {"exit 200", false, -56},
       {"kill -9 $$", false, 0},
-      {"exec >&-; sleep 1", false, 0},
+      {"exec >&-; sleep 0.2", false, 0},
   };
   for (const auto& [script, wait, result] : cases) {
-    EXPECT_EQ(Outcome(script, wait).result, result) << script << (wait ? ", waiting" : "");
+    int found = Outcome(script, wait).result;
+    // On a busy machine an end may be seen too late.
+    for (int tries = 1; tries < 5 && !wait && found == 0; ++tries) {
+      found = Outcome(script, wait).result;
+    }
+    EXPECT_EQ(found, result) << script << (wait ? ", waiting" : "");
   }
   while (waitpid(-1, nullptr, 0) > 0) {
     // One that nobody waited for stays the host's to reap.
@@ -171,20 +178,29 @@ TEST(Process, SurvivesClosedStandardDescriptors) {
 }
 
 TEST(Process, SurvivesTheHostsTimers) {
+  const struct {
+    const char* script;
+    std::size_t bytes;
+  } cases[] = {
+      {"for i in 1 2 3; do head -c 100000 /dev/zero | tr '\\0' x; sleep 0.05; done; exit 3",
+       300000},
+      {"printf x; exec >&- 2>&-; sleep 0.05; exit 3", 1},
+      {"printf x; exec >&-; sleep 0.05; head -c 200000 /dev/zero >&2; exit 3", 1},
+  };
   for (const int flags : {0, SA_RESTART}) {
-    const int result = inFork([flags] {
-      struct sigaction action = {};
-      action.sa_handler = [](int) {};
-      action.sa_flags = flags;
-      sigaction(SIGALRM, &action, nullptr);
-      const itimerval often = {{0, 500}, {0, 500}};
-      setitimer(ITIMER_REAL, &often, nullptr);
-      const Outcome run(
-          "for i in 1 2 3; do head -c 100000 /dev/zero | tr '\\0' x; sleep 0.05; done; exec >&-;"
-          "sleep 0.05; exit 3");
-      return run.result == 3 && run.output.size() == 1 && run.output[0].size() == 300000 ? 0 : 1;
-    });
-    EXPECT_EQ(result, 0) << "flags " << flags;
+    for (const auto& [script, bytes] : cases) {
+      const int result = inFork([flags, script = script, bytes = bytes] {
+        struct sigaction action = {};
+        action.sa_handler = [](int) {};
+        action.sa_flags = flags;
+        sigaction(SIGALRM, &action, nullptr);
+        const itimerval often = {{0, 500}, {0, 500}};
+        setitimer(ITIMER_REAL, &often, nullptr);
+        const Outcome run(script);
+        return run.result == 3 && run.output.size() == 1 && run.output[0].size() == bytes ? 0 : 1;
+      });
+      EXPECT_EQ(result, 0) << script << ", flags " << flags;
+    }
   }
 }
 
@@ -207,13 +223,9 @@ TEST(Process, EndsWithTheChildWhateverBecomesOfItsErrorStream) {
   // But it waits for a grandchild that holds the output open.
   EXPECT_EQ(Outcome("(sleep 0.3; echo late) & exit 0").output, Lines{"late"});
 
-  rusage before, after;
-  getrusage(RUSAGE_SELF, &before);
+  const clock_t before = clock();
   EXPECT_EQ(Outcome("exec 2>&-; sleep 1; echo x").output, Lines{"x"});
-  getrusage(RUSAGE_SELF, &after);
-  const auto busy = (after.ru_stime.tv_sec - before.ru_stime.tv_sec) * 1000000 +
-                    after.ru_stime.tv_usec - before.ru_stime.tv_usec;
-  EXPECT_LT(busy, 300000) << "microseconds in the system while nothing arrived";
+  EXPECT_LT(clock() - before, CLOCKS_PER_SEC / 20) << "busy while nothing arrives";
 }
 
 TEST(Process, EndsWhenPollFails) {
@@ -253,22 +265,46 @@ TEST(Process, NeverReportsSuccessForAChildItDidNotReap) {
 
 TEST(Process, PassesOnOnlyTheSignalsThatAProgramExpects) {
   const int result = inFork([] {
-    signal(SIGPIPE, SIG_IGN);
-    signal(SIGCHLD, SIG_IGN);
-    signal(SIGHUP, SIG_IGN);
-    sigset_t blocked, after;
-    sigemptyset(&blocked);
-    sigaddset(&blocked, SIGUSR2);
-    sigprocmask(SIG_SETMASK, &blocked, nullptr);
+    for (const int number : {SIGPIPE, SIGCHLD, SIGUSR1}) signal(number, SIG_IGN);
+    sigset_t mask;
+    sigemptyset(&mask);
+    sigaddset(&mask, SIGUSR2);
+    sigprocmask(SIG_SETMASK, &mask, nullptr);
     const Outcome run(Argv{"grep", "-E", "Sig(Blk|Ign)", "/proc/self/status"});
-    const Lines expected = {"SigBlk:\t0000000000000800", "SigIgn:\t0000000000000001"};
-    sigprocmask(SIG_SETMASK, nullptr, &after);
-    return run.output == expected && sigismember(&after, SIGUSR2) == 1 &&
-                   sigismember(&after, SIGTERM) == 0
-               ? 0
-               : 1;
+    sigprocmask(SIG_SETMASK, nullptr, &mask);
+    const auto has = [&run](std::size_t line, int number) {
+      return (std::stoull(run.output.at(line).substr(7), nullptr, 16) >> (number - 1) & 1) != 0;
+    };
+    if (!has(0, SIGUSR2) || has(0, SIGTERM) || !has(1, SIGUSR1)) return 1;
+    if (has(1, SIGPIPE) || has(1, SIGCHLD)) return 2;
+    return sigismember(&mask, SIGUSR2) == 1 && sigismember(&mask, SIGTERM) == 0 ? 0 : 3;
   });
   EXPECT_EQ(result, 0);
+}
+
+TEST(Process, LeavesNoChildWhenProcessesOrMemoryRunOut) {
+  const int processes = inFork([] {
+    const rlimit none = {0, 0};
+    setrlimit(RLIMIT_NPROC, &none);
+    if (geteuid() == 0 && setuid(65534) != 0) return 1;
+    const int descriptors = countDescriptors();
+    return Outcome("exit 0").result == -1 && countDescriptors() == descriptors ? 0 : 2;
+  });
+  EXPECT_EQ(processes, 0);
+#ifndef __SANITIZE_ADDRESS__  // which needs more address space than is left here
+  const int memory = inFork([] {
+    const rlimit little = {100 << 20, 100 << 20};
+    setrlimit(RLIMIT_AS, &little);
+    const int descriptors = countDescriptors();
+    try {
+      const Outcome run("head -c 200000000 /dev/zero");
+      return 1;
+    } catch (const std::bad_alloc&) {
+    }
+    return waitpid(-1, nullptr, WNOHANG) == -1 && countDescriptors() == descriptors ? 0 : 2;
+  });
+  EXPECT_EQ(memory, 0);
+#endif
 }
 
 TEST(Process, LeaksNothingWhenDescriptorsRunOut) {

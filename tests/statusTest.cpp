@@ -229,8 +229,14 @@ TEST_F(StatusCache, ReadsOneSavedFileAgain) {
   reply("status:a.c", 0, statusBlock("a.c", "Locally Removed"));
   EXPECT_TRUE(provider.saved("src/a.c"));
   EXPECT_EQ(provider.getFileStatus("src/a.c")->statusText, "Locally Modified");
-  set("CVSEditSupported", "No");
   reply("status:a.c", 0, statusBlock("a.c", "Up-to-date"));
+  reply("editors:a.c", 1, "a.c\tme\tnow\there\t/w\n");
+  EXPECT_TRUE(provider.saved("src/a.c"));
+  EXPECT_FALSE(provider.getFileStatus("src/a.c")->edited);
+  reply("editors:a.c", 0, "a.c\tme\tnow\there\t/w\n");
+  EXPECT_TRUE(provider.saved("src/a.c"));
+  EXPECT_TRUE(provider.getFileStatus("src/a.c")->edited);
+  set("CVSEditSupported", "No");
   EXPECT_TRUE(provider.saved("src/a.c"));
   EXPECT_FALSE(provider.getFileStatus("src/a.c")->edited);
 }

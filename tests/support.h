@@ -110,7 +110,7 @@ class ProviderTest : public ::testing::Test {
     return found;
   }
 
-  // The line of a script that `calls` has to yield, for one status query of a file.
+  // Asks for a status, and returns whether there is one.
   bool known(const char* path) {
     bool flag;
     const char* text;

@@ -186,7 +186,7 @@ void run(const Options& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   if (!meaningful) {
     std::cerr << "bench: built without optimisation or with a sanitizer, it would measure that\n";
     return 2;
@@ -201,12 +201,12 @@ int main(int argc, char** argv) {
       ->type_name("FILE");
   try {
     app.parse(argc, argv);
-    run(options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
-  } catch (const std::exception& error) {
-    std::cerr << "\nbench: " << error.what() << '\n';
-    return 1;
   }
+  run(options);
   return 0;
+} catch (const std::exception& error) {
+  std::cerr << "\nbench: " << error.what() << '\n';
+  return 1;
 }

@@ -55,7 +55,7 @@ Listing makeListing(const Setup& setup, std::size_t files) {
 }
 
 fs::path makeLines(const Setup& setup) {
-  const fs::path file = setup.workspace.path() / "lines";
+  fs::path file = setup.workspace.path() / "lines";
   writeLines(file, setup.sizes.lines);
   return file;
 }

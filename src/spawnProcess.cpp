@@ -216,10 +216,11 @@ void restoreSignals(const sigset_t& mask) {
 // async-signal-safe calls are allowed there, and no handler of the host's may run.
 pid_t startProgram(char* const* arguments, const char* directory, int output, int errors) {
   const BlockedSignals blocked;
-  // NOLINTNEXTLINE(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
+  // NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
   const pid_t child = vfork();
   if (child == 0) becomeProgram(arguments, directory, output, errors, blocked.before());
   return child;
+  // NOLINTEND(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
 }
 
 // Reads and drops the error stream, on which a full pipe would block the child, until everybody has

@@ -2,8 +2,8 @@
 # The provider and the adapter for the GNU client against a password server.
 # shellcheck source=tests/shell.sh
 . "$(dirname "$0")/shell.sh"
-# shellcheck source=tests/passwordServer.sh
-. "$(dirname "$0")/passwordServer.sh"
+# shellcheck source=client/passwordServer.sh
+. "$sources/client/passwordServer.sh"
 unset CVS_PASSFILE
 trap 'stop_password_server; clean' EXIT
 

@@ -130,9 +130,7 @@ int uneditFiles(const Provider& provider, const std::string& directory, const Pa
   for (const auto& file : revert ? std::vector<VersionedFile>() : findFiles(directory, paths)) {
     const FileState state = askStatus(provider.object(), file.path.c_str());
     if (!state.modified || state.text == "missing") continue;
-    complain(file.path +
-             " is modified, and unedit takes the changes back: commit it first, or say "
-             "--revert");
+    complain(file.path + " is modified, and unedit takes changes back: commit it, or say --revert");
     return exitFailure;
   }
   const auto unedit = [&](const char* file) { return provider->undoCheckout(file, revert); };
@@ -149,12 +147,13 @@ int printRevision(const Provider& provider, const std::string& file, const std::
   if (!provider->getTo(file.c_str(), revision.c_str(), fetched.path().c_str())) {
     return fail(provider, "cat " + file);
   }
+  // The client succeeds with what it does not have, too, but then without the heading that it
+  // writes to its standard error before a file. A user can make it leave that out; so an empty file
+  // may have to be looked up.
   const auto size = fs::file_size(fetched.path());
   const bool headed = *provider->getLastError() != '\0';
-  if (size == 0 && !headed &&
-      !(revision == "HEAD" && askStatus(provider.object(), file.c_str()).known)) {
-    // The client succeeds with what it does not have, too, but writes no heading then. Made quiet
-    // it never does, but there also nothing is lost by writing nothing.
+  const bool newest = revision == "HEAD";
+  if (size == 0 && !headed && !(newest && askStatus(provider.object(), file.c_str()).known)) {
     complain("the client gave nothing for revision " + revision + " of " + file);
     return exitFailure;
   }

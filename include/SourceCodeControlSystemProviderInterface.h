@@ -15,8 +15,9 @@
 //   Strings    What the host passes in is copied. What the provider hands out is borrowed: the
 //              host frees nothing, and each operation says how long the characters last. All of
 //              them end with the provider.
-//   Memory     Running out of it raises std::bad_alloc. A provider is allocated and freed on the
-//              library's side, by the two functions below and by nothing else.
+//   Memory     Running out of it raises std::bad_alloc; out of the shared library, which brings a
+//              C++ runtime of its own, that ends the host. A provider is allocated and freed on
+//              the library's side, by the two functions below and by nothing else.
 #pragma once
 
 // Hosts call the operations by their position in the virtual table, and position and signature

@@ -39,9 +39,11 @@ equal 1 "$(grep -c . "$HOME/.cvspass")"
 equal '' "$("$client" -d "$guest_root" login -p '' 2>&1 >"$scratch/login")"
 
 # On a terminal, which the client must not read.
-export -f host log_in
 export scchost client server_root password
-run 0 script -qec "bash -c 'log_in \"\$server_root\" \"\$password\"'" /dev/null
+# shellcheck disable=SC2016 # for the shell that runs it
+printf '%s\n' 'printf "%s\n" "$password" | "$scchost" --client "$client" --root "$server_root" login' \
+  >"$scratch/onTerminal"
+run 0 timeout 30 script -qec "sh '$scratch/onTerminal'" /dev/null
 holds "logged in to $server_root"
 run 0 host --root "$server_root" ls box
 equal $'first.txt\nsecond file' "$output"

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
-#include <vector>
 
 #include "workingCopy.h"
 
@@ -93,8 +92,8 @@ std::unique_ptr<Provider> Provider::load(const std::string& library) {
   fs::path file = library;
   if (library.empty()) {
     file = programDirectory() / SCCHOST_LIBRARY_NAME;
-    if (!isThere(file))
-      file = programDirectory() / SCCHOST_LIBRARY_DIRECTORY / SCCHOST_LIBRARY_NAME;
+    const fs::path installed = programDirectory() / SCCHOST_LIBRARY_DIRECTORY;
+    if (!isThere(file)) file = installed / SCCHOST_LIBRARY_NAME;
   } else if (library.find('/') == std::string::npos) {
     file = fs::path(".") / library;  // a file, not a name for the loader to look up
   }

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
-#include <memory>
+#include <optional>
 #include <string>
 
 #include "commands.h"
@@ -25,14 +25,15 @@ struct CommandLine {
   Paths paths;  // in the working copy
   std::string path;
   std::string remote;
-  std::string comment;
-  const char* commentText = nullptr;
+  std::optional<std::string> comment;
   std::string revision = "HEAD";
   std::string output;
   std::string user;
   bool flag = false;
   bool inWorkingCopy = false;
   Operation run;
+
+  const char* commentText() const { return comment.has_value() ? comment->c_str() : nullptr; }
 };
 
 std::string loginName() {
@@ -67,13 +68,8 @@ CLI::App* addFileCommand(CLI::App& app, CommandLine& line, const std::string& na
 }
 
 void addMessage(CLI::App* command, CommandLine& line) {
-  command->add_option_function<std::string>(
-      "-m,--message",
-      [&line](const std::string& text) {
-        line.comment = text;
-        line.commentText = line.comment.c_str();
-      },
-      "What to record as the log message; else \"no comment\"");
+  command->add_option("-m,--message", line.comment,
+                      "What to record as the log message; else \"no comment\"");
 }
 
 void defineFileCommands(CLI::App& app, CommandLine& line) {
@@ -87,13 +83,13 @@ void defineFileCommands(CLI::App& app, CommandLine& line) {
       addFileCommand(app, line, "add",
                      "Put files, and new directories above them, under control and commit", true,
                      [&line](const Provider& provider) {
-                       return addFiles(provider, line.paths, line.commentText);
+                       return addFiles(provider, line.paths, line.commentText());
                      }),
       line);
 
   addMessage(addFileCommand(app, line, "commit", "Commit files, several as one command", true,
                             [&line](const Provider& provider) {
-                              return commitFiles(provider, line.paths, line.commentText);
+                              return commitFiles(provider, line.paths, line.commentText());
                             }),
              line);
 
@@ -189,9 +185,8 @@ void defineOptions(CLI::App& app, CommandLine& line) {
   app.set_version_flag("--version", SCCHOST_VERSION);
   app.require_subcommand(1);
   app.footer(
-      "Options stand before the subcommand, and the subcommand's own behind it. Without --client "
-      "the\n"
-      "environment's CVS_GNU_CLIENT names the client that the adapter runs.\n"
+      "Options stand before the subcommand, and the subcommand's own behind it.\n"
+      "Without --client, the environment's CVS_GNU_CLIENT names the client that the adapter runs.\n"
       "Exit status: 0, 1 when an operation failed, 2 for bad usage.");
 }
 

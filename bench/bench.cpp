@@ -133,13 +133,23 @@ void printRow(const Row& row, const Comparison& comparison, bool judge) {
   std::printf("%6.2f %s\n", row.target, verdict);
 }
 
+// Why a row cannot be measured here, or nothing.
+std::string reasonToSkip(const Setup& setup, const Row& row) {
+  const bool needsHost = row.measure == hostStatus;
+  const bool needsClient = needsHost || row.measure == clientStatus;
+  if (needsClient && std::system("command -v cvs >/dev/null") != 0) return "there is no cvs";
+  if (needsHost && !fs::exists(setup.scchost)) return "there is no " + setup.scchost;
+  return "";
+}
+
 void measureRow(Setup& setup, const Row& row, const Options& options) {
   std::printf("%-22s", row.name);
   std::fflush(stdout);
-  try {
+  const std::string reason = reasonToSkip(setup, row);
+  if (reason.empty()) {
     printRow(row, row.measure(setup, options.pairs(row.pairs)), !options.quick);
-  } catch (const Skipped& skipped) {
-    std::printf(" SKIPPED: %s\n", skipped.what());
+  } else {
+    std::printf(" SKIPPED: %s\n", reason.c_str());
   }
 }
 

@@ -153,7 +153,6 @@ std::string repositoryOf(const Setup& setup) {
 
 fs::path treeOf(Setup& setup) {
   if (!setup.tree.has_value()) {
-    if (std::system("command -v cvs >/dev/null") != 0) throw Skipped("there is no cvs");
     setup.tree =
         checkOutTree(realClient, repositoryOf(setup), setup.workspace.path(), setup.sizes.tree);
   }
@@ -267,7 +266,6 @@ Comparison clientStatus(Setup& setup, int pairs) {
 }
 
 Comparison hostStatus(Setup& setup, int pairs) {
-  if (!fs::exists(setup.scchost)) throw Skipped("there is no " + setup.scchost);
   const fs::path deep = treeOf(setup) / "deep";
   const TreeSizes& sizes = setup.sizes.tree;
   const Arguments client = {realClient, "-d", repositoryOf(setup), "status", "-l"};

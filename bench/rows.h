@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 #include "measure.h"
@@ -24,11 +23,6 @@ struct Setup {
   std::string scchost;
   Workspace workspace;
   std::optional<std::filesystem::path> tree = {};  // made for the first row that needs it
-};
-
-// Thrown by a row that needs a program that is not here.
-struct Skipped : std::runtime_error {
-  using std::runtime_error::runtime_error;
 };
 
 // The rows of the table. Times are in seconds, memory is in bytes.

@@ -3,39 +3,63 @@
 #include <string>
 #include <vector>
 
+#include "input.h"
 #include "provider.h"
+#include "survey.h"
 
-// The operations behind the program's subcommands. Each takes a configured provider, and one that
-// is tied to a working copy where it takes paths in it, reports its failures and returns the exit
-// status. A null comment is none.
+// The operations behind the program's subcommands. Paths are relative to the session's working
+// copy, and the provider is tied to it. Each reports its failures and returns the exit status. An
+// empty message is none.
 
 using Paths = std::vector<std::string>;
 
-// Shows files, all below the directories among them, of the working copy in `directory`.
-int showStatus(const Provider& provider, const std::string& directory, const Paths& paths);
+struct StatusOptions {
+  bool changed = false;    // leave out what is up to date and not edited
+  bool untracked = false;  // add what no administrative file names
+};
+
+// Shows files, all below the directories among the paths.
+int showStatus(const Session& session, const Paths& paths, const StatusOptions& options);
 
 // Several files reach the client as one command.
-int addFiles(const Provider& provider, const Paths& paths, const char* comment);
-int commitFiles(const Provider& provider, const Paths& paths, const char* comment);
-int updateFiles(const Provider& provider, const Paths& paths, bool clean);
+int addFiles(Provider& provider, const Session& session, const Paths& paths,
+             const std::string& message);
+// Without paths, commits every file that is modified, added or removed.
+int commitFiles(Provider& provider, const Session& session, const Paths& paths,
+                const std::string& message);
+// With `clean`, local changes give way to what the repository has.
+int updateFiles(Provider& provider, const Session& session, const Paths& paths, bool clean);
 
-int editFiles(const Provider& provider, const Paths& paths, bool clean);
-// Refuses files that are modified unless they are to be reverted.
-int uneditFiles(const Provider& provider, const std::string& directory, const Paths& paths,
-                bool revert);
+// With `clean`, local changes give way first.
+int editFiles(Provider& provider, const Session& session, const Paths& paths, bool clean);
+// Refuses files that are not known to be unmodified, unless they are to be reverted.
+int uneditFiles(Provider& provider, const Session& session, const Paths& paths, bool revert);
 
-// Writes one revision of a file to `output`, or to the standard output when that is empty.
-int printRevision(const Provider& provider, const std::string& file, const std::string& revision,
-                  const std::string& output);
+struct PrintOptions {
+  std::string revision = "HEAD";
+  std::string output;  // empty: the standard output
+  bool force = false;  // binary files, too, although they are fetched as text
+};
 
-int listRepository(const Provider& provider, const std::string& path, bool directories);
-int makeDirectory(const Provider& provider, const std::string& path, const std::string& user);
-int checkOut(const Provider& provider, const std::string& local, const std::string& remote);
+// Writes one revision of a file.
+int printRevision(Provider& provider, const Session& session, const std::string& file,
+                  const PrintOptions& options);
 
-// Asks for the password on a terminal, and reads it from the standard input elsewhere.
-int logIn(const Provider& provider, const std::string& user);
-int logOut(const Provider& provider);
+// Shows what has changed in the files since the revisions they are based on. Returns as diff does:
+// 1 for differences, 2 for trouble.
+int showDifferences(const Session& session, const Paths& paths);
+
+int listRepository(Provider& provider, const std::string& path, bool directories);
+// `user` becomes the vendor tag of the import that makes the directory.
+int makeDirectory(Provider& provider, const std::string& path, const std::string& user);
+// `local` is relative to the session's directory.
+int checkOut(Provider& provider, const Session& session, const std::string& local,
+             const std::string& remote);
+
+// Asks for the password on a terminal, and reads it from the input elsewhere.
+int logIn(Provider& provider, LineReader& input);
+int logOut(Provider& provider);
 
 // Runs a script of operations by the interface's own names, from a file or, when that is empty, the
-// standard input.
-int runScript(const Provider& provider, const std::string& file);
+// input.
+int runScript(Provider& provider, const std::string& file, LineReader& input);

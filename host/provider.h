@@ -4,16 +4,7 @@
 #include <string>
 
 #include "SourceCodeControlSystemProviderInterface.h"
-
-// Where a provider comes from and what it is told first.
-struct Settings {
-  std::string directory = ".";  // the working copy
-  std::string client;           // empty: the adapter beside the program or installed, else cvs
-  std::string root;             // empty: what the working copy says, else CVSROOT
-  std::string library;          // empty: the one beside the program, else the installed one
-  bool edit = false;            // track announced edits
-  bool login = false;           // login and logout run the client
-};
+#include "settings.h"
 
 // What the provider says of one file.
 struct FileState {
@@ -21,44 +12,68 @@ struct FileState {
   std::string text, workingRevision, repositoryRevision;
 };
 
-// Asks for the status of a file; a null path is passed on.
-FileState askStatus(SourceCodeControlSystemProviderInterface& provider, const char* path);
+// The client command that last failed or wrote to its standard error, and what it wrote.
+struct LastError {
+  std::string command;  // empty before the first
+  std::string text;
 
-// One provider, and the library it comes from for as long as it lives.
-class Provider {
+  bool operator==(const LastError& other) const {
+    return command == other.command && text == other.text;
+  }
+  // A clause with the client's words.
+  std::string describe() const;
+};
+
+// The shared library that providers come from.
+class ProviderLibrary {
  public:
   // Null after a failure, which has been reported.
-  static std::unique_ptr<Provider> load(const std::string& library);
+  static std::shared_ptr<const ProviderLibrary> load(const std::string& file);
+  ~ProviderLibrary();
+  ProviderLibrary(const ProviderLibrary&) = delete;
+  ProviderLibrary& operator=(const ProviderLibrary&) = delete;
+
+ private:
+  friend class Provider;
+  ProviderLibrary() = default;
+
+  void* library_ = nullptr;
+  decltype(&AllocateSourceCodeControlSystemInterface) allocate_ = nullptr;
+  decltype(&ReleaseSourceCodeControlSystemInterface) release_ = nullptr;
+};
+
+// One provider, whose library stays loaded for as long as it lives. To be used by one thread at a
+// time; throws std::bad_alloc when the library has no memory for it.
+class Provider {
+ public:
+  explicit Provider(std::shared_ptr<const ProviderLibrary> library,
+                    const Configuration& configuration = {});
   ~Provider();
   Provider(const Provider&) = delete;
   Provider& operator=(const Provider&) = delete;
 
-  SourceCodeControlSystemProviderInterface& object() const { return *provider_; }
-  SourceCodeControlSystemProviderInterface* operator->() const { return provider_; }
+  SourceCodeControlSystemProviderInterface* operator->() { return provider_; }
+  SourceCodeControlSystemProviderInterface& object() { return *provider_; }
 
-  // Passes the settings on, finding out what they leave open. False after a failure, which has
-  // been reported.
-  bool configure(const Settings& settings) const;
+  // May be called at any time.
+  void configure(const Configuration& configuration);
 
   // Ties the provider to a working copy; false, reported, for a directory that is none.
-  bool tie(const std::string& directory) const;
+  bool tie(const std::string& directory);
 
-  // What the client said when it last failed.
-  std::string lastWords() const;
-  // A sentence about an operation that failed, with the client's words.
-  std::string describeFailure(const std::string& operation) const;
+  LastError lastError();
+
+  // Reports an operation that failed, with the client's words, and returns the exit status.
+  int fail(const std::string& operation);
 
  private:
-  Provider() = default;
-
-  void* library_ = nullptr;
-  SourceCodeControlSystemProviderInterface* provider_ = nullptr;
-  decltype(&ReleaseSourceCodeControlSystemInterface) release_ = nullptr;
+  const std::shared_ptr<const ProviderLibrary> library_;
+  SourceCodeControlSystemProviderInterface* const provider_;
 };
 
-constexpr int exitSuccess = 0;
-constexpr int exitFailure = 1;
-constexpr int exitUsage = 2;
+// Asks for the status of a file; a null path is passed on.
+FileState askStatus(SourceCodeControlSystemProviderInterface& provider, const char* path);
 
-// Writes one sentence about what went wrong to the standard error.
-void complain(const std::string& sentence);
+// Whether a listing that named nothing had failed, as far as can be told: an empty one looks alike,
+// and only a failure leaves an error of the client's "rls" behind.
+bool hasListingFailed(SourceCodeControlSystemProviderInterface& provider, int count);

@@ -1,9 +1,11 @@
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <optional>
+#include <type_traits>
+#include <utility>
 
 #include "commands.h"
+#include "report.h"
 
 namespace {
 
@@ -35,6 +37,10 @@ struct Result {
   std::string text;
   bool succeeded;
 };
+
+std::string show(int value) {
+  return std::to_string(value);
+}
 
 std::string show(bool value) {
   return value ? "true" : "false";
@@ -68,21 +74,46 @@ std::string show(const char* text) {
   return shown + '"';
 }
 
-Result outcome(bool success) {
-  return {show(success), success};
-}
-Result value(const char* text) {
-  return {show(text), true};
-}
-Result value(bool flag) {
-  return {show(flag), true};
-}
-Result value(int count) {
-  return {std::to_string(count), true};
+// An argument of an operation, by the type of its parameter.
+template <typename Type>
+Type read(const Arguments& given, std::size_t index) {
+  if constexpr (std::is_same_v<Type, bool>) {
+    return given.flag(index);
+  } else {
+    return given.text(index);
+  }
 }
 
-Result status(Interface& p, const Arguments& a) {
-  const FileState state = askStatus(p, a.text(0));
+template <typename Value, typename... Parameters, std::size_t... indices>
+Value call(Value (Interface::*operation)(Parameters...), Interface& provider,
+           const Arguments& given, std::index_sequence<indices...>) {
+  return (provider.*operation)(read<Parameters>(given, indices)...);
+}
+
+template <typename Value, typename... Parameters>
+Value call(Value (Interface::*operation)(Parameters...), Interface& provider,
+           const Arguments& given) {
+  return call(operation, provider, given, std::index_sequence_for<Parameters...>());
+}
+
+// An operation that returns whether it succeeded.
+template <auto operation>
+Result run(Interface& provider, const Arguments& given) {
+  const bool succeeded = call(operation, provider, given);
+  return {show(succeeded), succeeded};
+}
+
+// One that returns an answer.
+template <auto operation>
+Result ask(Interface& provider, const Arguments& given) {
+  return {show(call(operation, provider, given)), true};
+}
+
+constexpr bool (Interface::*setRoot)(const char*) = &Interface::setRoots;
+constexpr bool (Interface::*setNewRoot)(const char*, const char*) = &Interface::setRoots;
+
+Result askStatusOf(Interface& provider, const Arguments& given) {
+  const FileState state = askStatus(provider, given.text(0));
   std::string shown = show(state.known) + " controlled=" + show(state.controlled);
   if (state.known) {
     shown += " edited=" + show(state.edited) + " modified=" + show(state.modified) +
@@ -93,8 +124,13 @@ Result status(Interface& p, const Arguments& a) {
   return {shown, state.known};
 }
 
-Result preMulti(Interface& p, const Arguments&) {
-  p.preMulti();
+Result listDirectory(Interface& provider, const Arguments& given) {
+  const int count = call(&Interface::iterateRemoteDirectory, provider, given);
+  return {show(count), !hasListingFailed(provider, count)};
+}
+
+Result openBatch(Interface& provider, const Arguments&) {
+  provider.preMulti();
   return {"done", true};
 }
 
@@ -104,52 +140,37 @@ struct Operation {
   Result (*run)(Interface&, const Arguments&);
 };
 
-using I = Interface;
-using A = const Arguments;
-
 // By the names and in the order of the interface.
 constexpr Operation operations[] = {
-    {"setOption", "KEY VALUE",
-     [](I& p, A& a) { return outcome(p.setOption(a.text(0), a.text(1))); }},
-    {"iterateRepositoryList", "", [](I& p, A&) { return value(p.iterateRepositoryList()); }},
-    {"getRepositoryListEntry", "", [](I& p, A&) { return value(p.getRepositoryListEntry()); }},
-    {"login", "USER PASSWORD ROOT",
-     [](I& p, A& a) { return outcome(p.login(a.text(0), a.text(1), a.text(2))); }},
-    {"logout", "", [](I& p, A&) { return outcome(p.logout()); }},
-    {"setRoots", "LOCAL", [](I& p, A& a) { return outcome(p.setRoots(a.text(0))); }},
-    {"setRoots", "LOCAL REMOTE",
-     [](I& p, A& a) { return outcome(p.setRoots(a.text(0), a.text(1))); }},
-    {"getLocalRoot", "", [](I& p, A&) { return value(p.getLocalRoot()); }},
-    {"getRemoteRoot", "", [](I& p, A&) { return value(p.getRemoteRoot()); }},
-    {"checkOutSupported", "", [](I& p, A&) { return value(p.checkOutSupported()); }},
-    {"refresh", "", [](I& p, A&) { return outcome(p.refresh()); }},
-    {"status", "PATH", status},
-    {"addFile", "FILE COMMENT",
-     [](I& p, A& a) { return outcome(p.addFile(a.text(0), a.text(1))); }},
-    {"saved", "PATH", [](I& p, A& a) { return outcome(p.saved(a.text(0))); }},
-    {"getFile", "FILE true|false",
-     [](I& p, A& a) { return outcome(p.getFile(a.text(0), a.flag(1))); }},
-    {"getTo", "FILE REVISION DESTINATION",
-     [](I& p, A& a) { return outcome(p.getTo(a.text(0), a.text(1), a.text(2))); }},
-    {"checkout", "FILE TEXT true|false",
-     [](I& p, A& a) { return outcome(p.checkout(a.text(0), a.text(1), a.flag(2))); }},
-    {"undoCheckout", "FILE true|false",
-     [](I& p, A& a) { return outcome(p.undoCheckout(a.text(0), a.flag(1))); }},
-    {"checkin", "FILE COMMENT",
-     [](I& p, A& a) { return outcome(p.checkin(a.text(0), a.text(1))); }},
-    {"merged", "FIRST SECOND", [](I& p, A& a) { return value(p.merged(a.text(0), a.text(1))); }},
-    {"getRoot", "", [](I& p, A&) { return value(p.getRoot()); }},
-    {"refreshDirectoriesList", "PATH",
-     [](I& p, A& a) { return outcome(p.refreshDirectoriesList(a.text(0))); }},
-    {"iterateRemoteDirectory", "PATH true|false",
-     [](I& p, A& a) { return value(p.iterateRemoteDirectory(a.text(0), a.flag(1))); }},
-    {"getRemoteDirectoryEntry", "", [](I& p, A&) { return value(p.getRemoteDirectoryEntry()); }},
-    {"createDirectory", "PARENT NAME",
-     [](I& p, A& a) { return outcome(p.createDirectory(a.text(0), a.text(1))); }},
-    {"getLastErrorCommand", "", [](I& p, A&) { return value(p.getLastErrorCommand()); }},
-    {"getLastError", "", [](I& p, A&) { return value(p.getLastError()); }},
-    {"preMulti", "", preMulti},
-    {"postMulti", "", [](I& p, A&) { return outcome(p.postMulti()); }},
+    {"setOption", "KEY VALUE", run<&Interface::setOption>},
+    {"iterateRepositoryList", "", ask<&Interface::iterateRepositoryList>},
+    {"getRepositoryListEntry", "", ask<&Interface::getRepositoryListEntry>},
+    {"login", "USER PASSWORD ROOT", run<&Interface::login>},
+    {"logout", "", run<&Interface::logout>},
+    {"setRoots", "LOCAL", run<setRoot>},
+    {"setRoots", "LOCAL REMOTE", run<setNewRoot>},
+    {"getLocalRoot", "", ask<&Interface::getLocalRoot>},
+    {"getRemoteRoot", "", ask<&Interface::getRemoteRoot>},
+    {"checkOutSupported", "", ask<&Interface::checkOutSupported>},
+    {"refresh", "", run<&Interface::refresh>},
+    {"status", "PATH", askStatusOf},
+    {"addFile", "FILE COMMENT", run<&Interface::addFile>},
+    {"saved", "PATH", run<&Interface::saved>},
+    {"getFile", "FILE true|false", run<&Interface::getFile>},
+    {"getTo", "FILE REVISION DESTINATION", run<&Interface::getTo>},
+    {"checkout", "FILE TEXT true|false", run<&Interface::checkout>},
+    {"undoCheckout", "FILE true|false", run<&Interface::undoCheckout>},
+    {"checkin", "FILE COMMENT", run<&Interface::checkin>},
+    {"merged", "FIRST SECOND", ask<&Interface::merged>},
+    {"getRoot", "", ask<&Interface::getRoot>},
+    {"refreshDirectoriesList", "PATH", run<&Interface::refreshDirectoriesList>},
+    {"iterateRemoteDirectory", "PATH true|false", listDirectory},
+    {"getRemoteDirectoryEntry", "", ask<&Interface::getRemoteDirectoryEntry>},
+    {"createDirectory", "PARENT NAME", run<&Interface::createDirectory>},
+    {"getLastErrorCommand", "", ask<&Interface::getLastErrorCommand>},
+    {"getLastError", "", ask<&Interface::getLastError>},
+    {"preMulti", "", openBatch},
+    {"postMulti", "", run<&Interface::postMulti>},
 };
 
 // Splits a line as a shell would: words between blanks, '...' as it stands, "..." and bare words
@@ -224,14 +245,15 @@ std::optional<Call> findCall(Words words, std::string& expected) {
 // Reads a script call by call.
 class Script {
  public:
-  Script(std::istream& input, std::string name) : input_(input), name_(std::move(name)) {}
+  Script(LineReader& input, std::string name) : input_(input), name_(std::move(name)) {}
 
   // The next call; none at the end and at a bad line, which is reported.
   std::optional<Call> next() {
-    std::string line;
-    while (std::getline(input_, line)) {
-      ++lineNumber_;
-      std::optional<Words> words = splitLine(line);
+    constexpr char byteOrderMark[] = "\xef\xbb\xbf";
+    while (auto line = input_.readLine()) {
+      const bool isFirst = ++lineNumber_ == 1;
+      if (isFirst && line->rfind(byteOrderMark, 0) == 0) line->erase(0, sizeof byteOrderMark - 1);
+      std::optional<Words> words = splitLine(*line);
       if (words.has_value() && words->empty()) continue;
       std::string expected = "expected the end of a quotation or of a \\ escape";
       if (words.has_value()) {
@@ -247,39 +269,62 @@ class Script {
   bool bad() const { return bad_; }
 
  private:
-  std::istream& input_;
+  LineReader& input_;
   const std::string name_;
   int lineNumber_ = 0;
   bool bad_ = false;
 };
 
-bool runCall(const Provider& provider, const Call& call) {
-  const Result result = call.operation->run(provider.object(), call.arguments);
-  std::cout << call.operation->name << ": " << result.text << std::endl;
-  return result.succeeded;
-}
+// Runs calls one after the other on one provider.
+class Run {
+ public:
+  explicit Run(Provider& provider) : provider_(provider) {}
+
+  void perform(const Call& call) {
+    const Result result = call.operation->run(provider_.object(), call.arguments);
+    std::cout << call.operation->name << ": " << result.text << std::endl;
+    succeeded_ = result.succeeded && succeeded_;
+    const std::string name = call.operation->name;
+    if (name == "preMulti") isBatchOpen_ = true;
+    if (name == "postMulti" && result.succeeded) isBatchOpen_ = false;
+  }
+
+  // Returns the exit status. A batch that is still open is dropped with the provider.
+  int finish() const {
+    if (isBatchOpen_)
+      complain("the batch that preMulti opened was never run to its end: postMulti");
+    return succeeded_ && !isBatchOpen_ ? exitSuccess : exitFailure;
+  }
+
+ private:
+  Provider& provider_;
+  bool succeeded_ = true;
+  bool isBatchOpen_ = false;
+};
 
 }  // namespace
 
-int runScript(const Provider& provider, const std::string& file) {
-  bool succeeded = true;
+int runScript(Provider& provider, const std::string& file, LineReader& input) {
+  Run run(provider);
   if (file.empty()) {
     // Line by line, as somebody may be typing.
-    Script script(std::cin, "standard input");
-    while (const auto call = script.next()) succeeded = runCall(provider, *call) && succeeded;
-    return script.bad() ? exitUsage : succeeded ? exitSuccess : exitFailure;
+    Script script(input, "standard input");
+    while (const auto call = script.next()) run.perform(*call);
+    const int status = run.finish();
+    return script.bad() ? exitUsage : status;
   }
 
-  std::ifstream input(file);
-  if (!input || std::filesystem::is_directory(file)) {
+  LineReader reader(std::fopen(file.c_str(), "re"));
+  std::error_code ignored;
+  if (!reader.isOpen() || std::filesystem::is_directory(file, ignored)) {
     complain("cannot read the script " + file);
     return exitUsage;
   }
   // Read to its end before the first call: a script with a bad line does nothing at all.
-  Script script(input, file);
+  Script script(reader, file);
   std::vector<Call> calls;
   while (auto call = script.next()) calls.push_back(std::move(*call));
   if (script.bad()) return exitUsage;
-  for (const auto& call : calls) succeeded = runCall(provider, call) && succeeded;
-  return succeeded ? exitSuccess : exitFailure;
+  for (const auto& call : calls) run.perform(call);
+  return run.finish();
 }

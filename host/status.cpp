@@ -1,14 +1,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdlib>
-#include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <map>
 
 #include "commands.h"
-#include "workingCopy.h"
+#include "report.h"
+#include "untracked.h"
 
 namespace {
 
@@ -20,59 +19,37 @@ struct Row {
   std::string path;
 };
 
-// A line on a terminal's standard error that tells how far the work is, once it takes a second.
-class Progress {
- public:
-  explicit Progress(std::size_t total) : total_(total) {}
-  ~Progress() {
-    if (shown_) std::cerr << "\r\033[K";
-  }
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-
-  void show(std::size_t done) {
-    const auto now = std::chrono::steady_clock::now();
-    if (!terminal_ || now < next_) return;
-    next_ = now + std::chrono::milliseconds(100);
-    shown_ = true;
-    std::cerr << "\rstatus: " << done << " of " << total_ << " files\033[K" << std::flush;
-  }
-
- private:
-  const std::size_t total_;
-  const bool terminal_ = isatty(STDERR_FILENO) == 1;
-  std::chrono::steady_clock::time_point next_ =
-      std::chrono::steady_clock::now() + std::chrono::seconds(1);
-  bool shown_ = false;
+// How a state is shown on a terminal: its colour, and what the last line calls one file and several
+// files in it.
+struct Appearance {
+  const char* text;
+  const char* colour;
+  const char* one;
+  const char* many;
 };
 
-const char* colourOf(const std::string& statusText) {
-  constexpr struct {
-    const char* text;
-    const char* colour;
-  } colours[] = {
-      {"Up-to-date", "\033[32m"},     {"Locally Modified", "\033[33m"},
-      {"Needs Merge", "\033[31m"},    {"File had conflicts on merge", "\033[31m"},
-      {"Needs Checkout", "\033[36m"}, {"Needs Patch", "\033[36m"},
-      {"missing", "\033[35m"},
-  };
-  for (const auto& entry : colours) {
-    if (statusText == entry.text) return entry.colour;
-  }
-  return "\033[2m";
-}
-
-// A terminal would obey the control characters of a name.
-std::string printable(std::string text) {
-  const auto isControl = [](unsigned char c) { return c < ' ' || c == 0x7f; };
-  std::replace_if(text.begin(), text.end(), isControl, '?');
-  return text;
-}
+constexpr Appearance appearances[] = {
+    {"Up-to-date", "\033[32m", "up to date", "up to date"},
+    {"Locally Modified", "\033[33m", "modified", "modified"},
+    {"added", "\033[33m", "added", "added"},
+    {"removed", "\033[33m", "removed", "removed"},
+    {"Needs Merge", "\033[31m", "needs a merge", "need a merge"},
+    {"File had conflicts on merge", "\033[31m", "had a conflict", "had a conflict"},
+    {"conflict", "\033[31m", "has a conflict", "have a conflict"},
+    {"Needs Checkout", "\033[36m", "needs a checkout", "need a checkout"},
+    {"Needs Patch", "\033[36m", "needs a patch", "need a patch"},
+    {"missing", "\033[35m", "missing", "missing"},
+    {"dead", "\033[35m", "dead", "dead"},
+    {"?", "\033[2m", "untracked", "untracked"},
+    {"no status", "\033[2m", "without a status", "without a status"},
+    {"unknown", "\033[2m", "unknown", "unknown"},
+};
 
 constexpr std::string Row::*columns[] = {&Row::statusText, &Row::workingRevision,
                                          &Row::repositoryRevision, &Row::edited};
 
 void printAligned(std::vector<Row> rows) {
+  if (rows.empty()) return;
   rows.insert(rows.begin(), {"STATUS", "WORKING", "REPOSITORY", "EDITED", "PATH"});
   std::size_t widths[std::size(columns)] = {};
   for (const auto& row : rows) {
@@ -80,30 +57,57 @@ void printAligned(std::vector<Row> rows) {
       widths[i] = std::max(widths[i], (row.*columns[i]).size());
     }
   }
-  const char* noColour = std::getenv("NO_COLOR");
-  const char* terminal = std::getenv("TERM");
-  const bool colour = (noColour == nullptr || *noColour == '\0') &&
-                      (terminal == nullptr || std::string(terminal) != "dumb");
+  const bool colour = isColourTerminal(STDOUT_FILENO);
   for (const auto& row : rows) {
-    if (colour) std::cout << colourOf(row.statusText);
+    const auto* look = std::find_if(std::begin(appearances), std::end(appearances),
+                                    [&](const auto& a) { return row.statusText == a.text; });
+    const bool coloured = colour && look != std::end(appearances);
+    if (coloured) std::cout << look->colour;
     for (std::size_t i = 0; i < std::size(columns); ++i) {
       const std::string& text = row.*columns[i];
       std::cout << text << std::string(widths[i] - text.size() + 2, ' ');
-      if (colour && i == 0) std::cout << "\033[0m";
+      if (coloured && i == 0) std::cout << "\033[0m";
     }
     std::cout << printable(row.path) << '\n';
   }
 }
 
+// A line a row, each written whole: a reader never sees half of one.
 void printSeparated(const Row& row) {
-  std::cout << row.statusText << '\t' << row.workingRevision << '\t' << row.repositoryRevision
-            << '\t' << row.edited << '\t' << row.path << '\n';
+  std::cout << row.statusText + '\t' + row.workingRevision + '\t' + row.repositoryRevision + '\t' +
+                   row.edited + '\t' + row.path + '\n'
+            << std::flush;
 }
 
-// Files that something went wrong with, told together where the client's words are the same.
+// How many files are in which state.
+class Totals {
+ public:
+  void add(const std::string& text) {
+    ++counts_[text];
+    ++files_;
+  }
+  void print() const {
+    std::cout << files_ << (files_ == 1 ? " file" : " files");
+    const char* separator = ": ";
+    for (const auto& look : appearances) {
+      const auto found = counts_.find(look.text);
+      if (found == counts_.end()) continue;
+      std::cout << separator << found->second << ' ' << (found->second == 1 ? look.one : look.many);
+      separator = ", ";
+    }
+    std::cout << '\n';
+  }
+
+ private:
+  std::map<std::string, std::size_t> counts_;
+  std::size_t files_ = 0;
+};
+
+// Files that something went wrong with, told together where the words are the same.
 class Troubles {
  public:
   void add(const std::string& path, const std::string& words) {
+    if (words.empty()) return;
     if (troubles_.empty() || troubles_.back().words != words) troubles_.push_back({path, words, 0});
     ++troubles_.back().files;
   }
@@ -124,41 +128,49 @@ class Troubles {
   std::vector<Trouble> troubles_;
 };
 
-bool isHere(const std::string& directory, const std::string& path) {
-  std::error_code ignored;
-  return std::filesystem::exists(std::filesystem::path(directory) / path, ignored);
+Row rowOf(const FileReport& report) {
+  return {report.text, report.state.workingRevision, report.state.repositoryRevision,
+          report.state.edited ? "edited" : "", report.file.path};
+}
+
+// The paths of what a directory holds besides its versioned files.
+std::vector<std::string> untrackedPaths(const Session& session, const std::string& directory) {
+  const std::string prefix = directory == "." ? "" : directory + '/';
+  std::vector<std::string> paths = findUntracked(session.directory + '/' + directory);
+  for (auto& path : paths) path.insert(0, prefix);
+  return paths;
 }
 
 }  // namespace
 
-int showStatus(const Provider& provider, const std::string& directory, const Paths& paths) {
-  const std::vector<VersionedFile> files = findFiles(directory, paths);
+int showStatus(const Session& session, const Paths& paths, const StatusOptions& options) {
   const bool terminal = isatty(STDOUT_FILENO) == 1;
   std::vector<Row> rows;
+  Totals totals;
   Troubles troubles;
-  {
-    Progress progress(files.size());
-    std::size_t done = 0;
-    for (const auto& file : files) {
-      progress.show(done++);
-      const FileState state = askStatus(provider.object(), file.path.c_str());
-      Row row = {state.text, state.workingRevision, state.repositoryRevision,
-                 state.edited ? "edited" : "", file.path};
-      if (!state.known) {
-        row.statusText = "unknown";
-        if (!file.added) troubles.add(file.path, provider.describeFailure("status"));
-      } else if (state.text == "missing" && isHere(directory, file.path)) {
-        row.statusText = "no status";
-        troubles.add(file.path,
-                     "here, in a state that the provider cannot tell; " + provider.lastWords());
-      }
-      if (terminal) {
-        rows.push_back(row);
-      } else {
-        printSeparated(row);
-      }
+  const auto show = [&](const Row& row) {
+    totals.add(row.statusText);
+    if (options.changed && row.statusText == "Up-to-date" && row.edited.empty()) return;
+    if (terminal) {
+      rows.push_back(row);
+    } else {
+      printSeparated(row);
     }
+  };
+  survey(session, findFiles(session.directory, paths), [&](const GroupReport& group) {
+    troubles.add(group.directory, group.trouble);
+    for (const auto& file : group.files) {
+      show(rowOf(file));
+      troubles.add(file.file.path, file.trouble);
+    }
+    if (!options.untracked || !group.isWhole) return;
+    for (const auto& path : untrackedPaths(session, group.directory)) {
+      show({"?", "", "", "", path});
+    }
+  });
+  if (terminal) {
+    printAligned(std::move(rows));
+    totals.print();
   }
-  if (!rows.empty()) printAligned(std::move(rows));
   return troubles.report();
 }

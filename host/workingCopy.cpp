@@ -1,68 +1,139 @@
 #include "workingCopy.h"
 
+#include <sys/stat.h>
+
+#include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <map>
+#include <set>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-struct Entry {
-  bool directory;
-  bool added;
-};
-using Entries = std::map<std::string, Entry>;
-
-// One line of an Entries file: "/NAME/REVISION/..." for a file, "D/NAME/..." for a directory.
+// One line of an Entries file: "/NAME/REVISION/TIMESTAMP/OPTIONS/TAG" for a file, "D/NAME////" for
+// a directory.
 void applyEntry(const std::string& line, bool remove, Entries& entries) {
   const bool directory = line.rfind("D/", 0) == 0;
   if (!directory && line.rfind('/', 0) != 0) return;
-  const std::size_t start = directory ? 2 : 1;
-  const std::size_t end = line.find('/', start);
-  if (end == std::string::npos || end == start) return;
-  const std::string name = line.substr(start, end - start);
+  std::vector<std::string> fields;
+  for (std::size_t slash = line.find('/'); slash != std::string::npos && fields.size() < 4;) {
+    const std::size_t next = line.find('/', slash + 1);
+    fields.push_back(line.substr(slash + 1, next == std::string::npos ? next : next - slash - 1));
+    slash = next;
+  }
+  const std::string name = fields[0];
+  if (name.empty() || fields.size() < 2) return;
+  fields.resize(4);
   if (remove) {
     entries.erase(name);
   } else {
-    entries[name] = {directory, line.compare(end, 3, "/0/") == 0};
+    entries[name] = {directory, fields[1], fields[2], fields[3]};
   }
 }
 
-Entries readEntries(const fs::path& directory) {
+// Gathers the files of findFiles, none of them twice.
+class Finder {
+ public:
+  explicit Finder(const std::string& workingCopy) : workingCopy_(workingCopy) {}
+
+  void addPath(const std::string& path) {
+    const VersionedFile file = findFile(workingCopy_, path);
+    const bool isListed = file.entry.has_value() && file.entry->directory;
+    std::error_code ignored;
+    if (isListed || fs::is_directory(fs::path(workingCopy_) / path, ignored)) {
+      addDirectory(path);
+    } else if (seen_.insert(path).second) {
+      const std::string parent = fs::path(path).parent_path().string();
+      const std::string directory = parent.empty() ? "." : parent;
+      if (groups_.empty() || groups_.back().isWhole || groups_.back().directory != directory) {
+        groups_.push_back({directory, FileGroup::State::readable, false, {}});
+      }
+      groups_.back().files.push_back(file);
+    }
+  }
+
+  std::vector<FileGroup> takeGroups() { return std::move(groups_); }
+
+ private:
+  void addDirectory(const std::string& path) {
+    if (!seen_.insert(path + '/').second) return;
+    const fs::path directory = fs::path(workingCopy_) / path;
+    FileGroup group = {path, FileGroup::State::readable, true, {}};
+    const std::optional<Entries> entries = readEntries(directory.string());
+    std::error_code ignored;
+    if (!entries.has_value()) {
+      const bool there = fs::exists(directory, ignored);
+      group.state = there ? FileGroup::State::unreadable : FileGroup::State::lost;
+      groups_.push_back(std::move(group));
+      return;
+    }
+    const std::string prefix = path == "." ? "" : path + '/';
+    for (const auto& [name, entry] : *entries) {
+      if (entry.directory || !seen_.insert(prefix + name).second) continue;
+      group.files.push_back({prefix + name, entry});
+    }
+    groups_.push_back(std::move(group));
+    for (const auto& [name, entry] : *entries) {
+      if (entry.directory) addDirectory(prefix + name);
+    }
+  }
+
+  const std::string& workingCopy_;
+  std::vector<FileGroup> groups_;
+  std::set<std::string> seen_;  // paths; those of directories end in "/"
+};
+
+// A time as the client writes it.
+std::string timestampOf(const struct stat& file) {
+  struct tm utc = {};
+  char text[26] = "";
+  if (gmtime_r(&file.st_mtim.tv_sec, &utc) == nullptr || asctime_r(&utc, text) == nullptr)
+    return "";
+  return {text, 24};
+}
+
+FileSnapshot takeSnapshot(const std::string& workingCopy, const VersionedFile& file) {
+  FileSnapshot snapshot;
+  snapshot.entry = file.entry;
+  struct stat found = {};
+  snapshot.here = lstat((fs::path(workingCopy) / file.path).c_str(), &found) == 0;
+  if (snapshot.here) {
+    const std::string conflict = '+' + timestampOf(found);
+    snapshot.hasOpenConflict =
+        file.entry.has_value() && file.entry->timestamp.find(conflict) != std::string::npos;
+    snapshot.contents = {found.st_ino, found.st_size, found.st_mtim.tv_sec, found.st_mtim.tv_nsec};
+  }
+  std::error_code ignored;
+  snapshot.edited = fs::exists(baseCopyOf(workingCopy, file.path), ignored);
+  return snapshot;
+}
+
+std::optional<std::string> relativeTo(const fs::path& root, const fs::path& path) {
+  std::string relative = (root / path).lexically_normal().lexically_relative(root).string();
+  if (relative == ".." || relative.rfind("../", 0) == 0) return std::nullopt;
+  if (relative.size() > 1 && relative.back() == '/') relative.pop_back();
+  return relative.empty() ? "." : relative;
+}
+
+}  // namespace
+
+std::optional<Entries> readEntries(const std::string& directory) {
+  const fs::path file = fs::path(directory) / "CVS/Entries";
+  std::error_code ignored;
+  std::ifstream main(file);
+  if (!main.is_open() || !fs::is_regular_file(file, ignored)) return std::nullopt;
   Entries entries;
   std::string line;
-  std::ifstream main(directory / "CVS/Entries");
   while (std::getline(main, line)) applyEntry(line, false, entries);
   // What the client has noted since it last wrote the file whole.
-  std::ifstream log(directory / "CVS/Entries.Log");
+  std::ifstream log(fs::path(directory) / "CVS/Entries.Log");
   while (std::getline(log, line)) {
     const bool remove = line.rfind("R ", 0) == 0;
     if (remove || line.rfind("A ", 0) == 0) applyEntry(line.substr(2), remove, entries);
   }
   return entries;
 }
-
-void listFiles(const std::string& workingCopy, const std::string& path,
-               std::vector<VersionedFile>& files) {
-  const std::string prefix = path == "." ? "" : path + '/';
-  const Entries entries = readEntries(fs::path(workingCopy) / path);
-  for (const auto& [name, entry] : entries) {
-    if (!entry.directory) files.push_back({prefix + name, entry.added});
-  }
-  for (const auto& [name, entry] : entries) {
-    if (entry.directory) listFiles(workingCopy, prefix + name, files);
-  }
-}
-
-VersionedFile findFile(const std::string& workingCopy, const std::string& path) {
-  const fs::path file(path);
-  const Entries entries = readEntries(fs::path(workingCopy) / file.parent_path());
-  const auto found = entries.find(file.filename());
-  return {path, found != entries.end() && found->second.added};
-}
-
-}  // namespace
 
 std::string readRecordedRoot(const std::string& directory) {
   std::ifstream file(fs::path(directory) / "CVS/Root");
@@ -71,32 +142,65 @@ std::string readRecordedRoot(const std::string& directory) {
   return root;
 }
 
-std::vector<VersionedFile> findFiles(const std::string& workingCopy,
-                                     const std::vector<std::string>& paths) {
-  std::vector<VersionedFile> files;
-  for (const auto& path : paths) {
-    std::error_code ignored;
-    if (fs::is_directory(fs::path(workingCopy) / path, ignored)) {
-      listFiles(workingCopy, path, files);
-    } else {
-      files.push_back(findFile(workingCopy, path));
+std::vector<FileGroup> findFiles(const std::string& workingCopy,
+                                 const std::vector<std::string>& paths) {
+  Finder finder(workingCopy);
+  for (const auto& path : paths) finder.addPath(path);
+  return finder.takeGroups();
+}
+
+VersionedFile findFile(const std::string& workingCopy, const std::string& path) {
+  const fs::path file(path);
+  const auto entries = readEntries((fs::path(workingCopy) / file.parent_path()).string());
+  if (!entries.has_value()) return {path, std::nullopt};
+  const auto found = entries->find(file.filename().string());
+  if (found == entries->end()) return {path, std::nullopt};
+  return {path, found->second};
+}
+
+std::string baseCopyOf(const std::string& workingCopy, const std::string& path) {
+  const fs::path file = fs::path(workingCopy) / path;
+  return (file.parent_path() / "CVS/Base" / file.filename()).string();
+}
+
+bool FileSnapshot::hasContentsOf(const FileSnapshot& other) const {
+  return here == other.here && contents.inode == other.contents.inode &&
+         contents.size == other.contents.size && contents.seconds == other.contents.seconds &&
+         contents.nanoseconds == other.contents.nanoseconds;
+}
+
+FileSnapshot takeSnapshot(const std::string& workingCopy, const std::string& path) {
+  return takeSnapshot(workingCopy, findFile(workingCopy, path));
+}
+
+Snapshots takeSnapshots(const std::string& workingCopy, const std::vector<std::string>& paths) {
+  Snapshots snapshots;
+  for (const auto& group : findFiles(workingCopy, paths)) {
+    for (const auto& file : group.files) {
+      snapshots[file.path] = takeSnapshot(workingCopy, file);
     }
   }
-  return files;
+  return snapshots;
+}
+
+bool isHere(const std::string& workingCopy, const std::string& path) {
+  std::error_code ignored;
+  return fs::exists(fs::symlink_status(fs::path(workingCopy) / path, ignored));
 }
 
 std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path) {
-  if (path.empty()) return std::nullopt;
-  fs::path given = path;
-  fs::path root = fs::absolute(workingCopy).lexically_normal() / "";
-  if (given.is_absolute()) {
-    // Either may be written by way of a symbolic link.
-    root = fs::canonical(workingCopy) / "";
-    given = fs::weakly_canonical(given.parent_path()) / given.filename();
+  const fs::path given = path;
+  if (!given.is_absolute()) {
+    return relativeTo(fs::absolute(workingCopy).lexically_normal() / "", given);
   }
-  std::string relative = (root / given).lexically_normal().lexically_relative(root).string();
-  if (relative == ".." || relative.rfind("../", 0) == 0) return std::nullopt;
-  if (relative.size() > 1 && relative.back() == '/') relative.pop_back();
-  if (relative.empty()) return ".";
-  return relative[0] == '-' ? "./" + relative : relative;
+  // Either may be written by way of symbolic links, the path's last name excepted: it may be one
+  // that stands in the working copy, unless it is the way to it.
+  const fs::path root = fs::canonical(workingCopy) / "";
+  const auto relative =
+      relativeTo(root, fs::weakly_canonical(given.parent_path()) / given.filename());
+  return relative.has_value() ? relative : relativeTo(root, fs::weakly_canonical(given));
+}
+
+std::string asArgument(const std::string& path) {
+  return path[0] == '-' ? "./" + path : path;
 }

@@ -36,7 +36,7 @@ equal "Locally Modified	1.1	1.1		changed.txt
 Up-to-date	1.1	1.1	edited	edited.txt
 missing				gone.txt
 Needs Merge	1.1	1.2		merged.txt
-unknown				new.txt
+added				new.txt
 Needs Patch	1.1	1.2		patched.txt
 Up-to-date	1.1	1.1		same.txt
 Up-to-date	1.1	1.1		docs/user guide/start.txt" "$output"
@@ -51,40 +51,53 @@ run 0 env NO_COLOR=1 script -qec "'$scchost' -C '$bob' status same.txt" /dev/nul
 run 1 "$scchost" -C "$bob" commit -m Mine merged.txt changed.txt
 holds "cvs commit said:" "Up-to-date check failed for \`merged.txt'"
 run 0 "$scchost" -C "$bob" update merged.txt patched.txt gone.txt
+equal "restored gone.txt 1.1
+merged merged.txt 1.1 -> 1.2
+updated patched.txt 1.1 -> 1.2
+cvs update: warning: \`gone.txt' was lost" "$output"
 equal "one 2 3 4 5 6" "$(tr '\n' ' ' <"$bob/merged.txt" | sed 's/ $//')"
-run 0 "$scchost" -C "$bob" update --clean changed.txt
+run 0 "$scchost" -C "$bob" revert changed.txt
+equal "reverted changed.txt 1.1" "$output"
 equal 1 "$(head -1 "$bob/changed.txt")"
-run 0 "$scchost" -C "$bob" commit -m Mine merged.txt
+run 0 "$scchost" -C "$bob" commit -m Mine merged.txt same.txt
+equal "committed merged.txt 1.2 -> 1.3" "$output" # and nothing of what was not modified
 run 0 "$scchost" -C "$bob" cat merged.txt
 equal "one 2 3 4 5 6" "$(tr '\n' ' ' <<<"$output" | sed 's/ $//')"
 run 0 "$scchost" -C "$bob" cat -r 1.1 -o "$scratch/old" merged.txt
 equal "1 2 3 4 5" "$(tr '\n' ' ' <"$scratch/old" | sed 's/ $//')"
-run 1 "$scchost" -C "$bob" cat -r no_such_tag -o "$scratch/old" merged.txt
+for revision in no_such_tag 7.7; do
+  run 1 "$scchost" -C "$bob" cat -r $revision -o "$scratch/old" merged.txt
+  holds "nothing for revision $revision of merged.txt; cvs update said:" 'cvs'
+done
 equal 5 "$(wc -l <"$scratch/old")"
 run 1 "$scchost" -C "$bob" cat -o "$scratch/no/such" merged.txt
 holds "cannot write $scratch/no/such"
 
 # A merge that leaves a conflict succeeds, with a warning.
 run 0 "$scchost" -C "$ann" update
+equal "updated merged.txt 1.2 -> 1.3" "$output"
 sed -i 's/^3/ann/' "$ann/same.txt"
 sed -i 's/^3/bob/' "$bob/same.txt"
 run 0 "$scchost" -C "$ann" commit -m Conflicting same.txt
 run 0 "$scchost" -C "$bob" update same.txt
-holds "conflicts found in same.txt"
-run 1 "$scchost" -C "$bob" status same.txt # an "Unresolved Conflict", until somebody works on it
-holds "no status				same.txt" "in a state that the provider cannot tell"
+equal "conflict in same.txt" "$output"
+run 0 "$scchost" -C "$bob" status same.txt
+equal "conflict				same.txt" "$output"
+run 1 "$scchost" -C "$bob" update same.txt
+holds "conflict in same.txt"
 sleep 1
 echo 6 >>"$bob/same.txt"
 run 0 "$scchost" -C "$bob" status same.txt
 holds "File had conflicts on merge"
-rm "$bob/same.txt"
 run 0 "$scchost" -C "$bob" update --clean same.txt
+equal "reverted same.txt 1.2" "$output"
 
 # Edits, and how they end.
 run 0 "$scchost" -C "$bob" edit --clean patched.txt gone.txt
 echo mine >>"$bob/gone.txt"
 run 1 "$scchost" -C "$bob" unedit gone.txt
 holds "gone.txt is modified"
+equal mine "$(tail -n 1 "$bob/gone.txt")"
 run 0 "$scchost" -C "$bob" unedit patched.txt
 run 0 "$scchost" -C "$bob" unedit --revert gone.txt
 run 0 "$scchost" -C "$bob" --edit status patched.txt gone.txt
@@ -115,14 +128,14 @@ equal 5 "$(wc -l <"$scratch/old")"
 run 1 "$scchost" mkdir new --user 'not a tag'
 holds "mkdir new failed; cvs import said:"
 run 1 "$scchost" mkdir lib/tool/same.txt
-holds "the repository has a file of that name"
+holds "the repository has a file lib/tool/same.txt"
 run 1 "$scchost" checkout "$bob" lib
 holds "already is a working copy, of lib/tool"
 run 2 "$scchost" checkout "" lib
 
 # A script, with one provider for all of it.
 cat >"$scratch/script" <<EOT
-setRoots '$bob'   # as any host would
+﻿setRoots '$bob'   # as any host would
 status merged.txt
 preMulti
 checkin same.txt "a
@@ -158,7 +171,7 @@ run 1 "$scchost" -C "$bob" status same.txt nowhere.txt
 holds "unknown" "cannot find module \`lib/tool/nowhere.txt'"
 mv "$CVSROOT" "$CVSROOT.away"
 run 1 "$scchost" -C "$bob" status same.txt
-holds "unknown				same.txt" "same.txt: status failed; cvs rls said:" "repository"
+holds "no status				same.txt" "same.txt: status failed; cvs rls said:" "repository"
 run 1 env -u CVSROOT "$scchost" ls
 holds "which repository?"
 finish

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "commands.h"
+
+// Runs an operation on files, by the name of the client command that takes the time.
+
+using FileOperation = std::function<bool(const char* file)>;
+
+// Returns whether it succeeded; a failure is reported.
+bool runOn(Provider& provider, const std::string& path, const std::string& command,
+           const FileOperation& operation);
+
+// Brackets the operations, so that several files reach the client as one command. Goes on after a
+// failure, and returns the exit status.
+int runAsOne(Provider& provider, const Paths& paths, const std::string& command,
+             const FileOperation& operation);

@@ -1,0 +1,159 @@
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <sstream>
+
+#include "batch.h"
+#include "commands.h"
+#include "report.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const char* textOrNull(const std::string& text) {
+  return text.empty() ? nullptr : text.c_str();
+}
+
+FileSnapshot snapshotOf(const Snapshots& snapshots, const std::string& path) {
+  const auto found = snapshots.find(path);
+  return found == snapshots.end() ? FileSnapshot() : found->second;
+}
+
+std::string revisionOf(const FileSnapshot& file) {
+  return file.entry.has_value() ? file.entry->revision : "";
+}
+
+// Every path of the two.
+Paths pathsOf(const Snapshots& before, const Snapshots& after) {
+  Paths paths;
+  for (const auto& [path, file] : before) paths.push_back(path);
+  for (const auto& [path, file] : after) paths.push_back(path);
+  std::sort(paths.begin(), paths.end());
+  paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
+  return paths;
+}
+
+// "VERB PATH 1.1 -> 1.2", with the revisions that there are.
+std::string describeChange(const std::string& verb, const std::string& path,
+                           const std::string& from, const std::string& to) {
+  std::string line = verb + ' ' + path;
+  if (!from.empty() && from != to) line += ' ' + from + " ->";
+  return line + ' ' + to;
+}
+
+// What a commit has seen done to a file; empty for nothing.
+std::string describeCommit(const std::string& path, const FileSnapshot& before,
+                           const FileSnapshot& after) {
+  const std::string from = revisionOf(before), to = revisionOf(after);
+  if (from == to || from.empty()) return "";
+  if (to.empty()) return "removed " + path;
+  return describeChange("committed", path, from == "0" ? "" : from, to);
+}
+
+// What an update has seen done to a file; empty for nothing.
+std::string describeUpdate(const std::string& path, const FileSnapshot& before,
+                           const FileSnapshot& after) {
+  const std::string from = revisionOf(before), to = revisionOf(after);
+  if (to.empty()) return from.empty() ? "" : "removed " + path;
+  const bool isMerge = from != to && after.entry->isMerged();
+  if (after.hasOpenConflict) return "conflict in " + path;
+  if (isMerge) return describeChange("merged", path, from, to);
+  if (from != to) return describeChange("updated", path, from, to);
+  if (after.hasContentsOf(before)) return "";
+  return describeChange(before.here ? "reverted" : "restored", path, "", to);
+}
+
+using Describe = std::string (*)(const std::string& path, const FileSnapshot& before,
+                                 const FileSnapshot& after);
+
+void sayChanges(const Snapshots& before, const Snapshots& after, Describe describe) {
+  for (const auto& path : pathsOf(before, after)) {
+    const std::string line = describe(path, snapshotOf(before, path), snapshotOf(after, path));
+    if (!line.empty()) say(line);
+  }
+}
+
+// What the client said besides what is told in other words: it warns of much, and succeeds.
+void passOnWarnings(const std::string& words) {
+  std::istringstream lines(words);
+  for (std::string line; std::getline(lines, line);) {
+    const auto holds = [&](const char* text) { return line.find(text) != std::string::npos; };
+    if (holds(": Updating ") || holds("conflicts during merge") || holds(": conflicts found in ")) {
+      continue;
+    }
+    passOn(line);
+  }
+}
+
+// The client brings no file back that has an open conflict, as long as nobody seems to have touched
+// it. What is in there is about to be replaced.
+void closeConflicts(const Session& session, const Snapshots& files) {
+  for (const auto& [path, file] : files) {
+    if (!file.hasOpenConflict) continue;
+    const fs::path conflict = fs::path(session.directory) / path;
+    fs::last_write_time(conflict, fs::last_write_time(conflict) + std::chrono::seconds(1));
+  }
+}
+
+// The paths of every file that a commit would take.
+Paths findChanged(const Session& session) {
+  Paths changed;
+  survey(session, findFiles(session.directory, {"."}), [&](const GroupReport& group) {
+    for (const auto& file : group.files) {
+      const bool isScheduled = file.text == "added" || file.text == "removed";
+      const bool isModified = file.state.modified && file.text == file.state.text;
+      if (isScheduled || (isModified && file.text != "missing")) changed.push_back(file.file.path);
+    }
+  });
+  return changed;
+}
+
+}  // namespace
+
+int addFiles(Provider& provider, const Session& session, const Paths& paths,
+             const std::string& message) {
+  const Snapshots before = takeSnapshots(session.directory, paths);
+  const int status = runAsOne(provider, paths, "add", [&](const char* file) {
+    return provider->addFile(file, textOrNull(message));
+  });
+  for (const auto& path : paths) {
+    const VersionedFile file = findFile(session.directory, path);
+    const std::string earlier = revisionOf(snapshotOf(before, path));
+    if (!file.entry.has_value()) continue;
+    if (file.entry->isAdded()) {
+      complain(path + " is scheduled to be added; commit finishes it");
+    } else if (earlier.empty() || earlier == "0") {
+      say("added " + path);
+    }
+  }
+  return status;
+}
+
+int commitFiles(Provider& provider, const Session& session, const Paths& paths,
+                const std::string& message) {
+  const Paths changed = paths.empty() ? findChanged(session) : paths;
+  if (changed.empty()) {
+    say("nothing is modified");
+    return exitSuccess;
+  }
+  if (paths.empty()) {
+    for (const auto& path : changed) say("committing " + path);
+  }
+  const Snapshots before = takeSnapshots(session.directory, changed);
+  const int status = runAsOne(provider, changed, "commit", [&](const char* file) {
+    return provider->checkin(file, textOrNull(message));
+  });
+  sayChanges(before, takeSnapshots(session.directory, changed), describeCommit);
+  return status;
+}
+
+int updateFiles(Provider& provider, const Session& session, const Paths& paths, bool clean) {
+  const Snapshots before = takeSnapshots(session.directory, paths);
+  if (clean) closeConflicts(session, before);
+  const int status = runAsOne(provider, paths, "update",
+                              [&](const char* file) { return provider->getFile(file, !clean); });
+  sayChanges(before, takeSnapshots(session.directory, paths), describeUpdate);
+  if (status == exitSuccess) passOnWarnings(provider.lastError().text);
+  return status;
+}

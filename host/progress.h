@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+// A line on a capable terminal's standard error that tells how far work is which takes long. It
+// appears after `delay`, changes twice a second and goes with the object, or when a signal ends the
+// program. Nothing is written elsewhere. One object at a time.
+class Progress {
+ public:
+  // `text` is called on a thread of its own; it may not throw.
+  Progress(std::chrono::milliseconds delay, std::function<std::string()> text);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+ private:
+  void show(std::chrono::milliseconds delay);
+
+  const std::function<std::string()> text_;
+  std::mutex mutex_;
+  std::condition_variable ended_;
+  bool hasEnded_ = false;  // guarded by mutex_
+  std::thread thread_;     // none where nothing is written
+};
+
+// Tells what a client command waits for when it takes longer than two seconds: it may be a lock.
+Progress showWaiting(const std::string& command);

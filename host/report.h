@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+// What the program says, and how it ends.
+
+constexpr int exitSuccess = 0;
+constexpr int exitFailure = 1;  // an operation failed
+constexpr int exitUsage = 2;    // the command line or a script makes no sense
+
+// Writes one sentence about what went wrong to the standard error.
+void complain(const std::string& sentence);
+
+// Writes a line of the client's own words there.
+void passOn(const std::string& words);
+
+// Writes one line about what was done to the standard output.
+void say(const std::string& line);
+
+// The text as a terminal may get it, which would obey the control characters of a name: they
+// become "?".
+std::string printable(std::string text);
+
+// Whether a descriptor is a terminal that understands more than plain text.
+bool isCapableTerminal(int descriptor);
+
+// The same, where colour is wanted.
+bool isColourTerminal(int descriptor);

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "provider.h"
+#include "workingCopy.h"
+
+// What it takes to make any number of providers that are tied to one working copy.
+struct Session {
+  std::string directory;
+  std::shared_ptr<const ProviderLibrary> library;
+  Configuration configuration;
+  unsigned jobs = 1;  // how many clients may run at a time
+};
+
+// One file, and what is known of its state.
+struct FileReport {
+  VersionedFile file;
+  // What the provider says; not asked where the working copy itself tells the state.
+  FileState state;
+  // The state in a word or two: the provider's, or else "added", "removed", "conflict", "dead" (the
+  // repository has it no more), "missing" (not here), "no status" or "unknown".
+  std::string text;
+  // Why the state is not known; empty when nothing went wrong.
+  std::string trouble;
+};
+
+struct GroupReport {
+  std::string directory;
+  bool isWhole = false;  // all files of the directory, not just some
+  std::vector<FileReport> files;
+  std::string trouble;  // of the directory itself; empty when nothing went wrong
+};
+
+// Asks about every file, several directories at a time, and hands on the reports in the order of
+// the groups. The handler runs on the caller's thread; what it throws ends the survey.
+void survey(const Session& session, const std::vector<FileGroup>& groups,
+            const std::function<void(GroupReport)>& handle);

@@ -1,0 +1,67 @@
+#include "untracked.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "workingCopy.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The client's own.
+constexpr char defaultPatterns[] =
+    ". .. RCS SCCS CVS CVS.adm RCSLOG cvslog.* tags TAGS .make.state .nse_depinfo *~ #* .#* ,* _$* "
+    "*$ *.old *.bak *.BAK *.orig *.rej .del-* *.a *.olb *.o *.obj *.so *.exe *.Z *.elc *.ln core";
+
+// A pattern "!" takes all before it back.
+void addPatterns(std::istream& words, std::vector<std::string>& patterns) {
+  for (std::string word; words >> word;) {
+    if (word == "!") {
+      patterns.clear();
+    } else {
+      patterns.push_back(word);
+    }
+  }
+}
+
+void addPatterns(const char* words, std::vector<std::string>& patterns) {
+  std::istringstream stream(words == nullptr ? "" : words);
+  addPatterns(stream, patterns);
+}
+
+void addPatternsOfFile(const fs::path& path, std::vector<std::string>& patterns) {
+  std::ifstream file(path);
+  addPatterns(file, patterns);
+}
+
+}  // namespace
+
+std::vector<std::string> findUntracked(const std::string& directory) {
+  std::vector<std::string> patterns;
+  addPatterns(defaultPatterns, patterns);
+  if (const char* home = std::getenv("HOME")) {
+    addPatternsOfFile(fs::path(home) / ".cvsignore", patterns);
+  }
+  addPatterns(std::getenv("CVSIGNORE"), patterns);
+  addPatternsOfFile(fs::path(directory) / ".cvsignore", patterns);
+
+  const Entries entries = readEntries(directory).value_or(Entries());
+  std::vector<std::string> names;
+  std::error_code ignored;
+  for (const auto& found : fs::directory_iterator(directory, ignored)) {
+    std::string name = found.path().filename().string();
+    const auto matches = [&](const std::string& pattern) {
+      return fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
+    };
+    if (name == "CVS" || entries.count(name) > 0) continue;
+    if (std::none_of(patterns.begin(), patterns.end(), matches)) names.push_back(std::move(name));
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}

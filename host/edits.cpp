@@ -1,3 +1,6 @@
+#include <fstream>
+#include <iterator>
+
 #include "batch.h"
 #include "commands.h"
 #include "report.h"
@@ -36,6 +39,21 @@ bool canLoseNothing(const Session& session, const Paths& paths) {
   return false;
 }
 
+std::string readBytes(const Session& session, const std::string& path) {
+  std::ifstream file(session.directory + '/' + path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// What the files hold that are being edited: the client replaces them, changed or not.
+using EditedBytes = std::map<std::string, std::string>;
+EditedBytes readEdited(const Session& session, const Snapshots& files) {
+  EditedBytes bytes;
+  for (const auto& [path, file] : files) {
+    if (file.edited) bytes[path] = readBytes(session, path);
+  }
+  return bytes;
+}
+
 }  // namespace
 
 int editFiles(Provider& provider, const Session& session, const Paths& paths, bool clean) {
@@ -58,13 +76,17 @@ int uneditFiles(Provider& provider, const Session& session, const Paths& paths, 
   int status = exitSuccess;
   for (const auto& path : paths) {
     const Snapshots before = takeSnapshots(session.directory, {path});
+    const EditedBytes bytes = readEdited(session, before);
     const bool succeeded = runOn(provider, path, "unedit", [&](const char* file) {
       return provider->undoCheckout(file, revert);
     });
     if (!succeeded) status = exitFailure;
     for (const auto& [name, file] : before) {
       const FileSnapshot now = takeSnapshot(session.directory, name);
-      if (succeeded && !now.hasContentsOf(file)) {
+      const auto found = bytes.find(name);
+      const bool isSame = now.hasContentsOf(file) ||
+                          (found != bytes.end() && found->second == readBytes(session, name));
+      if (succeeded && !isSame) {
         say("reverted " + name);
       } else if (file.edited && !now.edited) {
         say("released " + name);

@@ -1,278 +1,182 @@
 #include "commandLine.h"
 
-#include <getopt.h>
+#include <argp.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
-#include <iomanip>
-#include <iostream>
-#include <sstream>
 
 #include "report.h"
 
 namespace {
+
+constexpr int firstKey = 256;  // above every letter
 
 // One option means one thing in the whole program.
 struct Option {
   char letter;  // 0 for none
   const char* name;
   const char* value;     // what its value is called; null for a switch
-  const char* commands;  // those that take it, each between blanks; empty for all
+  const char* commands;  // those that take it, each between blanks; null for all
   const char* description;
-  std::string CommandLine::*text;
-  bool CommandLine::*flag;
-  std::string Settings::*setting;
+  void (*store)(CommandLine& line, const char* value);
 };
+
+void storeJobs(CommandLine& line, const char* value) {
+  // Zero, which is refused, for anything that is no number.
+  const bool isNumber = std::string(value).find_first_not_of("0123456789") == std::string::npos;
+  line.jobs = isNumber ? static_cast<unsigned>(std::strtoul(value, nullptr, 10)) : 0;
+}
 
 constexpr Option options[] = {
-    {'C', "directory", "DIR", "", "the working copy; else the current directory", nullptr, nullptr,
-     &Settings::directory},
-    {0, "client", "EXE", "",
-     "the client to run; else the one in CVS_GNU_CLIENT, else cvs, and for login, unedit and run "
+    {'C', "directory", "DIR", nullptr, "The working copy; else the current directory",
+     [](CommandLine& line, const char* value) { line.settings.directory = value; }},
+    {0, "client", "EXE", nullptr,
+     "The client to run; else the one in CVS_GNU_CLIENT, else cvs, and for login, unedit and run "
      "by way of the adapter cvs-gnu",
-     nullptr, nullptr, &Settings::client},
-    {0, "root", "ROOT", "", "the repository; else what the working copy says, else CVSROOT",
-     nullptr, nullptr, &Settings::root},
-    {0, "edit", nullptr, "", "track announced edits", nullptr, nullptr, nullptr},
-    {0, "library", "FILE", "",
-     "the provider; else the one beside this program, else the installed one", nullptr, nullptr,
-     &Settings::library},
+     [](CommandLine& line, const char* value) { line.settings.client = value; }},
+    {0, "root", "ROOT", nullptr, "The repository; else what the working copy says, else CVSROOT",
+     [](CommandLine& line, const char* value) { line.settings.root = value; }},
+    {0, "edit", nullptr, nullptr, "Track announced edits",
+     [](CommandLine& line, const char*) { line.settings.edit = true; }},
+    {0, "library", "FILE", nullptr,
+     "The provider; else the one beside this program, else the installed one",
+     [](CommandLine& line, const char* value) { line.settings.library = value; }},
     {'j', "jobs", "N", " status commit diff unedit ",
-     "how many clients may run at a time; else the number of processors, but from 4 to 8", nullptr,
-     nullptr, nullptr},
-    {0, "changed", nullptr, " status ", "leave out what is up to date and not edited", nullptr,
-     &CommandLine::changed, nullptr},
-    {0, "untracked", nullptr, " status ", "also list what is not under control, as ?", nullptr,
-     &CommandLine::untracked, nullptr},
-    {'m', "message", "TEXT", " add commit ", "the log message; else \"no comment\"",
-     &CommandLine::message, nullptr, nullptr},
-    {0, "clean", nullptr, " update edit ", "local changes give way to what the repository has",
-     nullptr, &CommandLine::clean, nullptr},
-    {0, "revert", nullptr, " unedit ", "take changes back, to what the repository has", nullptr,
-     &CommandLine::revert, nullptr},
-    {'r', "revision", "REVISION", " cat ", "revision or tag; else HEAD", &CommandLine::revision,
-     nullptr, nullptr},
-    {'o', "output", "FILE", " cat ", "the file to write; else the standard output",
-     &CommandLine::output, nullptr, nullptr},
-    {0, "force", nullptr, " cat ", "fetch a binary file, although it comes as lines of text",
-     nullptr, &CommandLine::force, nullptr},
-    {'d', "directories", nullptr, " ls ", "list the directories instead of the files", nullptr,
-     &CommandLine::directories, nullptr},
-    {'u', "user", "NAME", " mkdir ", "vendor tag of the import behind it; else the login name",
-     &CommandLine::user, nullptr, nullptr},
-    {'h', "help", nullptr, "", "show this help, or with a command what it does", nullptr, nullptr,
-     nullptr},
-    {0, "version", nullptr, "", "show the version", nullptr, nullptr, nullptr},
+     "How many clients may run at a time; else the number of processors, but from 4 to 8",
+     storeJobs},
+    {0, "changed", nullptr, " status ", "Leave out what is up to date and not edited",
+     [](CommandLine& line, const char*) { line.changed = true; }},
+    {0, "untracked", nullptr, " status ", "Also list what is not under control, as ?",
+     [](CommandLine& line, const char*) { line.untracked = true; }},
+    {'m', "message", "TEXT", " add commit ", "The log message; else \"no comment\"",
+     [](CommandLine& line, const char* value) { line.message = value; }},
+    {0, "clean", nullptr, " update edit ", "Local changes give way to what the repository has",
+     [](CommandLine& line, const char*) { line.clean = true; }},
+    {0, "revert", nullptr, " unedit ", "Take changes back, to what the repository has",
+     [](CommandLine& line, const char*) { line.revert = true; }},
+    {'r', "revision", "REVISION", " cat ", "Revision or tag; else HEAD",
+     [](CommandLine& line, const char* value) { line.revision = value; }},
+    {'o', "output", "FILE", " cat ", "The file to write; else the standard output",
+     [](CommandLine& line, const char* value) { line.output = value; }},
+    {0, "force", nullptr, " cat ", "Fetch a binary file, although it comes as lines of text",
+     [](CommandLine& line, const char*) { line.force = true; }},
+    {'d', "directories", nullptr, " ls ", "List the directories instead of the files",
+     [](CommandLine& line, const char*) { line.directories = true; }},
+    {'u', "user", "NAME", " mkdir ", "Vendor tag of the import behind it; else the login name",
+     [](CommandLine& line, const char* value) { line.user = value; }},
 };
 
-bool takes(const Option& option, const std::string& command) {
-  return *option.commands == '\0' ||
+int keyOf(const Option& option) {
+  return option.letter != 0 ? option.letter : firstKey + static_cast<int>(&option - options);
+}
+
+bool takes(const std::string& command, const Option& option) {
+  return option.commands == nullptr ||
          std::string(option.commands).find(' ' + command + ' ') != std::string::npos;
 }
 
-std::string spell(const Option& option) {
-  std::string text = option.letter == 0 ? "    --" : std::string{'-', option.letter} + ", --";
-  text += option.name;
-  return option.value == nullptr ? text : text + ' ' + option.value;
-}
-
-// Two columns, the second one wrapped.
-void printRow(const std::string& left, const std::string& right) {
-  constexpr std::size_t column = 28, width = 96;
-  std::cout << "  " << std::left << std::setw(column - 2) << left;
-  std::size_t used = column;
-  if (left.size() + 2 >= column) {
-    std::cout << '\n' << std::string(column, ' ');
-  }
-  std::istringstream words(right);
-  for (std::string word; words >> word;) {
-    if (used > column && used + 1 + word.size() > width) {
-      std::cout << '\n' << std::string(column, ' ');
-      used = column;
-    }
-    if (used > column) std::cout << ' ';
-    std::cout << word;
-    used += word.size() + 1;
-  }
-  std::cout << '\n';
-}
-
-void printOptions(const char* heading, const std::function<bool(const Option&)>& wanted) {
-  std::cout << '\n' << heading << '\n';
-  for (const auto& option : options) {
-    if (wanted(option)) printRow(spell(option), option.description);
-  }
-}
-
-void printProgramHelp(const std::vector<CommandHelp>& commands) {
-  std::cout << "Version control through a source-code-control provider.\n\n"
-               "usage: scchost [OPTION...] COMMAND [OPTION...] [ARGUMENT...]\n\nCommands:\n";
-  for (const auto& command : commands) {
-    printRow(std::string(command.name) + ' ' + command.arguments, command.description);
-  }
-  printOptions("Options:", [](const Option& option) { return *option.commands == '\0'; });
-  std::cout
-      << "\nPaths are seen from the working copy. \"--\" ends the options.\n"
-         "Exit status: 0, 1 when an operation failed, 2 for bad usage; of diff, as diff(1).\n";
-}
-
-void printCommandHelp(const CommandHelp& command) {
-  std::cout << "usage: scchost [OPTION...] " << command.name << " [OPTION...] " << command.arguments
-            << "\n\n";
-  std::string text = command.description;
-  std::cout << text << ".\n";
-  const auto isOwn = [&](const Option& option) {
-    return *option.commands != '\0' && takes(option, command.name);
-  };
-  if (std::any_of(std::begin(options), std::end(options), isOwn)) printOptions("Options:", isOwn);
-}
-
-int reportUsage(const std::string& sentence) {
-  complain(sentence + "; see scchost --help");
-  return exitUsage;
-}
-
-// Feeds getopt_long(3), which knows an option by its index here.
-class Parser {
- public:
-  explicit Parser(CommandLine& line) : line_(line) {
-    for (const auto& option : options) {
-      const int argument = option.value == nullptr ? no_argument : required_argument;
-      long_.push_back(
-          {option.name, argument, nullptr, firstIndex + static_cast<int>(long_.size())});
-      if (option.letter == 0) continue;
-      letters_ += option.letter;
-      if (option.value != nullptr) letters_ += ':';
-    }
-    long_.push_back({});
-    opterr = 0;
-  }
-
-  // Reads the options behind the first word, as far as the next other word or mixed with others;
-  // false after a mistake, which has been reported. `words` then holds the others last, and `rest`
-  // receives where they begin.
-  bool readOptions(int count, char** words, bool asFarAsNextWord, int& rest) {
-    const std::string form = std::string(asFarAsNextWord ? "+:" : ":") + letters_;
-    optind = 0;  // begin anew
-    int found = 0;
-    while ((found = getopt_long(count, words, form.c_str(), long_.data(), nullptr)) != -1) {
-      if (found == '?' || found == ':') return reportMistake(found, words[optind - 1]);
-      const auto* option = std::find_if(std::begin(options), std::end(options), [&](const auto& o) {
-        return found == o.letter || found == firstIndex + (&o - options);
-      });
-      if (!take(*option)) return false;
-    }
-    rest = optind;
-    return true;
-  }
-
-  bool wantsHelp() const { return wantsHelp_; }
-  bool wantsVersion() const { return wantsVersion_; }
-  const std::vector<const Option*>& taken() const { return taken_; }
-
- private:
-  static constexpr int firstIndex = 256;  // above every letter
-
-  bool reportMistake(int kind, const char* word) {
-    const bool isLetter = optopt > 0 && optopt < firstIndex;
-    const bool isKnown = optopt >= firstIndex && kind == ':';
-    const std::string name = isLetter  ? std::string("-") + static_cast<char>(optopt)
-                             : isKnown ? std::string("--") + options[optopt - firstIndex].name
-                                       : word;
-    reportUsage(name + (kind == ':' ? " needs a value" : " is no option, or not in this form"));
-    return false;
-  }
-
-  bool take(const Option& option) {
-    const std::string name = option.name;
-    const std::string value = option.value == nullptr ? "" : optarg;
-    taken_.push_back(&option);
-    if (option.value != nullptr && value.empty() && name != "message") {
-      reportUsage("the value of --" + name + " is empty");
-      return false;
-    }
-    if (option.text != nullptr) line_.*option.text = value;
-    if (option.flag != nullptr) line_.*option.flag = true;
-    if (option.setting != nullptr) line_.settings.*option.setting = value;
-    if (name == "edit") line_.settings.edit = true;
-    if (name == "help") wantsHelp_ = true;
-    if (name == "version") wantsVersion_ = true;
-    return name != "jobs" || takeJobs(value);
-  }
-
-  bool takeJobs(const std::string& value) {
-    constexpr unsigned most = 1000;
-    char* end = nullptr;
-    const unsigned long number = std::strtoul(value.c_str(), &end, 10);
-    const bool isNumber = value.find_first_not_of("0123456789") == std::string::npos;
-    if (!isNumber || number < 1 || number > most) {
-      reportUsage("--jobs needs a number from 1 to " + std::to_string(most));
-      return false;
-    }
-    line_.jobs = static_cast<unsigned>(number);
-    return true;
-  }
-
-  CommandLine& line_;
-  std::vector<::option> long_;
-  std::string letters_;
-  std::vector<const Option*> taken_;
-  bool wantsHelp_ = false;
-  bool wantsVersion_ = false;
+// What is gathered while the words are read.
+struct Reading {
+  const std::vector<CommandHelp>& commands;
+  CommandLine line;
+  std::vector<const Option*> taken;
 };
 
-int checkArguments(const CommandLine& line, const CommandHelp& command) {
-  const std::size_t count = line.arguments.size();
-  if (count < command.fewest || count > command.most) {
-    return reportUsage(std::string("usage: ") + command.name + ' ' + command.arguments);
+// Reports bad usage and ends the program.
+void checkUsage(const Reading& reading, const argp_state* state) {
+  const CommandLine& line = reading.line;
+  const auto command =
+      std::find_if(reading.commands.begin(), reading.commands.end(),
+                   [&](const CommandHelp& known) { return line.command == known.name; });
+  if (command == reading.commands.end()) {
+    argp_error(state, "there is no command %s", printable(line.command).c_str());
+    return;
   }
-  const bool isEmpty = std::count(line.arguments.begin(), line.arguments.end(), "") > 0;
-  return isEmpty ? reportUsage("an argument of " + line.command + " is empty") : exitSuccess;
+  for (const auto* option : reading.taken) {
+    if (!takes(line.command, *option)) {
+      argp_error(state, "%s has no option --%s", command->name, option->name);
+    } else if (option->letter == 'j' && (line.jobs < 1 || line.jobs > 1000)) {
+      argp_error(state, "--jobs needs a number from 1 to 1000");
+    }
+  }
+  const std::size_t count = line.arguments.size();
+  if (count < command->fewest || count > command->most) {
+    argp_error(state, "usage: %s %s", command->name, command->arguments);
+  }
+  if (std::count(line.arguments.begin(), line.arguments.end(), "") > 0) {
+    argp_error(state, "an argument of %s is empty", command->name);
+  }
+}
+
+error_t readWord(int key, char* value, argp_state* state) {
+  Reading& reading = *static_cast<Reading*>(state->input);
+  const auto* const option = std::find_if(std::begin(options), std::end(options),
+                                          [key](const Option& o) { return keyOf(o) == key; });
+  if (option != std::end(options)) {
+    // An empty name is a variable that was empty by mistake.
+    if (value != nullptr && *value == '\0' && option->letter != 'm') {
+      argp_error(state, "the value of --%s is empty", option->name);
+    }
+    option->store(reading.line, value);
+    reading.taken.push_back(option);
+  } else if (key == ARGP_KEY_ARG && state->arg_num == 0) {
+    reading.line.command = value;
+  } else if (key == ARGP_KEY_ARG) {
+    reading.line.arguments.emplace_back(value);
+  } else if (key == ARGP_KEY_NO_ARGS) {
+    argp_error(state, "which command?");
+  } else if (key == ARGP_KEY_SUCCESS) {
+    checkUsage(reading, state);
+  } else {
+    return ARGP_ERR_UNKNOWN;
+  }
+  return 0;
+}
+
+std::string describeCommands(const std::vector<CommandHelp>& commands) {
+  std::string text = "Version control through a source-code-control provider.\n\n";
+  for (const auto& command : commands) {
+    std::string left = std::string("  ") + command.name + ' ' + command.arguments;
+    left.resize(std::max<std::size_t>(left.size() + 1, 27), ' ');
+    text += left + command.description + '\n';
+  }
+  return text +
+         "\vPaths are seen from the working copy. Exit status: 0, 1 when an operation failed, 2 "
+         "for "
+         "bad usage; of diff, as diff(1).";
+}
+
+// The options as the parser takes them: those of every command, then each with the commands that
+// take it in front of its description.
+std::vector<argp_option> describeOptions(std::vector<std::string>& texts) {
+  std::vector<argp_option> described;
+  texts.reserve(std::size(options));
+  for (const auto& option : options) {
+    std::string text = option.description;
+    if (option.commands != nullptr) {
+      std::string of = std::string(option.commands).substr(1);
+      of.back() = ':';
+      text = of + ' ' + text;
+    }
+    texts.push_back(text);
+    described.push_back({option.name, keyOf(option), option.value, 0, texts.back().c_str(),
+                         option.commands == nullptr ? 1 : 2});
+  }
+  described.push_back({});
+  return described;
 }
 
 }  // namespace
 
-bool readCommandLine(int count, char** words, const std::vector<CommandHelp>& commands,
-                     CommandLine& line, int& status) {
-  status = exitUsage;
-  Parser parser(line);
-  int at = 0;
-  if (!parser.readOptions(count, words, true, at)) return false;
-  if (parser.wantsVersion()) {
-    std::cout << SCCHOST_VERSION << '\n';
-    status = exitSuccess;
-    return false;
-  }
-  if (at == count) {
-    if (parser.wantsHelp()) {
-      printProgramHelp(commands);
-      status = exitSuccess;
-    } else {
-      reportUsage("which command?");
-    }
-    return false;
-  }
-  line.command = words[at];
-  const auto command = std::find_if(commands.begin(), commands.end(),
-                                    [&](const auto& c) { return line.command == c.name; });
-  if (command == commands.end()) {
-    reportUsage("there is no command " + line.command);
-    return false;
-  }
-  int rest = 0;
-  if (!parser.readOptions(count - at, words + at, false, rest)) return false;
-  for (const auto* option : parser.taken()) {
-    if (takes(*option, line.command)) continue;
-    reportUsage(line.command + " has no option --" + option->name);
-    return false;
-  }
-  if (parser.wantsHelp()) {
-    printCommandHelp(*command);
-    status = exitSuccess;
-    return false;
-  }
-  line.arguments.assign(words + at + rest, words + count);
-  status = checkArguments(line, *command);
-  return status == exitSuccess;
+CommandLine readCommandLine(int count, char** words, const std::vector<CommandHelp>& commands) {
+  argp_program_version = SCCHOST_VERSION;
+  argp_err_exit_status = exitUsage;
+  std::vector<std::string> texts;
+  const std::vector<argp_option> described = describeOptions(texts);
+  const std::string help = describeCommands(commands);
+  const argp parser = {described.data(), readWord, "COMMAND [ARGUMENT...]", help.c_str(), nullptr,
+                       nullptr,          nullptr};
+  Reading reading = {commands, {}, {}};
+  argp_parse(&parser, count, words, 0, nullptr, &reading);
+  return reading.line;
 }

@@ -32,7 +32,6 @@ struct CommandHelp {
   std::size_t fewest, most;  // arguments
 };
 
-// Reads the command line. Answers for help and the version, and reports bad usage: then `status`
-// receives the exit status of the program, and the result is false.
-bool readCommandLine(int count, char** words, const std::vector<CommandHelp>& commands,
-                     CommandLine& line, int& status);
+// Reads the command line. Ends the program after answering for help and the version, and after bad
+// usage, which it reports.
+CommandLine readCommandLine(int count, char** words, const std::vector<CommandHelp>& commands);

@@ -56,18 +56,16 @@ const Command commands[] = {
      [](Run& run) {
        return showStatus(run.session, run.paths, {run.line.changed, run.line.untracked});
      }},
-    {{"diff", "[PATH...]", "Show what has changed in modified files, as patch takes it", 0, any},
+    {{"diff", "[PATH...]", "Show what has changed, as patch takes it", 0, any},
      files | everythingByDefault,
      [](Run& run) { return showDifferences(run.session, run.paths); }},
-    {{"add", "PATH...", "Put files, and new directories above them, under control and commit", 1,
-      any},
+    {{"add", "PATH...", "Put files and their directories under control", 1, any},
      files,
      [](Run& run) { return addFiles(run.provider, run.session, run.paths, run.line.message); }},
-    {{"commit", "[PATH...]", "Commit files as one command; without any, all that are modified", 0,
-      any},
+    {{"commit", "[PATH...]", "Commit files; without any, all that are modified", 0, any},
      files,
      [](Run& run) { return commitFiles(run.provider, run.session, run.paths, run.line.message); }},
-    {{"update", "[PATH...]", "Bring files up to date, as one command", 0, any},
+    {{"update", "[PATH...]", "Bring files up to date", 0, any},
      files | everythingByDefault,
      [](Run& run) { return updateFiles(run.provider, run.session, run.paths, run.line.clean); }},
     {{"revert", "PATH...", "Replace files by what the repository has", 1, any},
@@ -82,10 +80,10 @@ const Command commands[] = {
     {{"edit", "PATH...", "Announce that files are being edited", 1, any},
      files,
      [](Run& run) { return editFiles(run.provider, run.session, run.paths, run.line.clean); }},
-    {{"unedit", "PATH...", "Withdraw that announcement, of files that are not modified", 1, any},
+    {{"unedit", "PATH...", "Withdraw that, of files that are not modified", 1, any},
      files | adapter,
      [](Run& run) { return uneditFiles(run.provider, run.session, run.paths, run.line.revert); }},
-    {{"ls", "[PATH]", "List the files of a repository directory; without one, of the top", 0, 1},
+    {{"ls", "[PATH]", "List the files of a repository directory", 0, 1},
      nothing,
      [](Run& run) {
        const auto& given = run.line.arguments;
@@ -97,18 +95,16 @@ const Command commands[] = {
        const std::string user = run.line.user.empty() ? loginName() : run.line.user;
        return makeDirectory(run.provider, run.line.arguments[0], user);
      }},
-    {{"checkout", "LOCAL REMOTE",
-      "Make a directory a working copy of the top level of a repository directory", 2, 2},
+    {{"checkout", "LOCAL REMOTE", "Make LOCAL a working copy of REMOTE, its top level", 2, 2},
      nothing,
      [](Run& run) {
        return checkOut(run.provider, run.session, run.line.arguments[0], run.line.arguments[1]);
      }},
-    {{"login", "", "Log in to the repository as the user that ROOT names", 0, 0},
+    {{"login", "", "Log in as the user that ROOT names", 0, 0},
      adapter | login,
      [](Run& run) { return logIn(run.provider, run.input); }},
     {{"logout", "", "Log out", 0, 0}, login, [](Run& run) { return logOut(run.provider); }},
-    {{"run", "[SCRIPT]", "Run a script of operations by the interface's names; else what is typed",
-      0, 1},
+    {{"run", "[SCRIPT]", "Run operations by the interface's own names", 0, 1},
      adapter,
      [](Run& run) {
        const auto& given = run.line.arguments;
@@ -191,11 +187,8 @@ int runCommand(const CommandLine& line, const Command& command, LineReader& inpu
 
 int main(int argc, char** argv) try {
   LineReader input(takeStandardInput());
-  CommandLine line;
-  int status = exitSuccess;
-  if (readCommandLine(argc, argv, helpOfCommands(), line, status)) {
-    status = runCommand(line, commandNamed(line.command), input);
-  }
+  const CommandLine line = readCommandLine(argc, argv, helpOfCommands());
+  const int status = runCommand(line, commandNamed(line.command), input);
   if (std::cout.flush()) return status;
   complain("cannot write the standard output");
   return exitFailure;

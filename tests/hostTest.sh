@@ -57,10 +57,10 @@ while IFS='|' read -r status arguments words; do
 done <<'EOT'
 2|status --clean|status has no option --clean
 2|status -j 0|--jobs needs a number
-2|-x status|-x is no option
+2|-x status|invalid option -- 'x'
 2|frob|there is no command frob
 2|cat|usage: cat PATH
-2|cat -r|-r needs a value
+2|cat -r|option requires an argument -- 'r'
 1|-C nope status|there is no directory nope
 EOT
 in_bob 2 -C '' status
@@ -300,6 +300,22 @@ equal $'logout: true\nlogin: true\ngetRoot: "."' "$output"
 run 0 sh -c "printf '%s\n' 'setRoots \"$bob\"' 'saved x' 'checkin x y' getRoot |
   '$scchost' --client '$scratch/reader' --root r run"
 holds 'getRoot: "."'
+
+# Ctrl-C ends everything at once, and leaves no half line.
+printf '#!/bin/sh\necho $$ >>"%s"\nexec sleep 30\n' "$scratch/started" >"$scratch/reader"
+# shellcheck disable=SC2317 # "run" calls it
+interrupt() {
+  { sleep 2; printf '\003'; sleep 1; } | timeout 20 script -qec "trap : INT
+    '$scchost' --client '$scratch/reader' --root r -C '$bob' $*; echo ended \$?" /dev/null
+}
+for command in 'status -j 3' 'commit a.c'; do
+  : >"$scratch/started"
+  # shellcheck disable=SC2086 # words
+  run 0 interrupt $command
+  holds 'ended 130'
+  equal '' "$(xargs ps -o stat=,args= -p <"$scratch/started" | grep -v '^Z')"
+  [ -s "$scratch/started" ] || fail 'no client was started'
+done
 
 # What takes long is said on a terminal, and goes without a trace; in a pipe nothing is.
 printf '#!/bin/sh\nsleep 3\n' >"$scratch/reader"

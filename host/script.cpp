@@ -6,16 +6,11 @@
 
 #include "commands.h"
 #include "report.h"
+#include "words.h"
 
 namespace {
 
 using Interface = SourceCodeControlSystemProviderInterface;
-
-struct Word {
-  std::string text;
-  bool quoted;
-};
-using Words = std::vector<Word>;
 
 // The arguments of one operation, as the interface takes them.
 class Arguments {
@@ -46,32 +41,8 @@ std::string show(bool value) {
   return value ? "true" : "false";
 }
 
-// A string in double quotes, on one line and unmistakable whatever it holds.
 std::string show(const char* text) {
-  if (text == nullptr) return "null";
-  std::string shown = "\"";
-  for (; *text != '\0'; ++text) {
-    switch (*text) {
-      case '\n':
-        shown += "\\n";
-        break;
-      case '\r':
-        shown += "\\r";
-        break;
-      case '\t':
-        shown += "\\t";
-        break;
-      case '"':
-        shown += "\\\"";
-        break;
-      case '\\':
-        shown += "\\\\";
-        break;
-      default:
-        shown += *text;
-    }
-  }
-  return shown + '"';
+  return quoteWord(text);
 }
 
 // An argument of an operation, by the type of its parameter.
@@ -173,50 +144,13 @@ constexpr Operation operations[] = {
     {"postMulti", "", run<&Interface::postMulti>},
 };
 
-// Splits a line as a shell would: words between blanks, '...' as it stands, "..." and bare words
-// with backslash escapes (\n, \r and \t are the control characters), and a comment from a # that
-// begins a word. None when a quote or an escape is not finished.
-std::optional<Words> splitLine(const std::string& line) {
-  Words words;
-  bool inWord = false;
-  char quote = '\0';
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    char c = line[i];
-    const bool blank = c == ' ' || c == '\t' || c == '\r';
-    if (quote == '\0' && blank) {
-      inWord = false;
-      continue;
-    }
-    if (quote == '\0' && !inWord) {
-      if (c == '#') break;
-      words.push_back({"", false});
-      inWord = true;
-    }
-    Word& word = words.back();
-    if (quote == '\0' && (c == '\'' || c == '"')) {
-      quote = c;
-      word.quoted = true;
-    } else if (c == quote && quote != '\0') {
-      quote = '\0';
-    } else if (c == '\\' && quote != '\'') {
-      if (++i == line.size()) return std::nullopt;
-      c = line[i];
-      word.text += c == 'n' ? '\n' : c == 'r' ? '\r' : c == 't' ? '\t' : c;
-    } else {
-      word.text += c;
-    }
-  }
-  if (quote != '\0') return std::nullopt;
-  return words;
-}
-
 struct Call {
   const Operation* operation;
   Arguments arguments;
 };
 
 bool takes(const Operation& operation, const Words& words) {
-  const Words parameters = splitLine(operation.parameters).value();
+  const Words parameters = splitWords(operation.parameters).value();
   if (words.size() != parameters.size()) return false;
   for (std::size_t i = 0; i < words.size(); ++i) {
     const bool flag = parameters[i].text.find('|') != std::string::npos;
@@ -253,7 +187,7 @@ class Script {
     while (auto line = input_.readLine()) {
       const bool isFirst = ++lineNumber_ == 1;
       if (isFirst && line->rfind(byteOrderMark, 0) == 0) line->erase(0, sizeof byteOrderMark - 1);
-      std::optional<Words> words = splitLine(*line);
+      std::optional<Words> words = splitWords(*line);
       if (words.has_value() && words->empty()) continue;
       std::string expected = "expected the end of a quotation or of a \\ escape";
       if (words.has_value()) {
@@ -282,9 +216,10 @@ class Run {
 
   void perform(const Call& call) {
     const Result result = call.operation->run(provider_.object(), call.arguments);
-    std::cout << call.operation->name << ": " << result.text << std::endl;
-    succeeded_ = result.succeeded && succeeded_;
     const std::string name = call.operation->name;
+    say(name + ": " + result.text);
+    std::cout.flush();
+    succeeded_ = result.succeeded && succeeded_;
     if (name == "preMulti") isBatchOpen_ = true;
     if (name == "postMulti" && result.succeeded) isBatchOpen_ = false;
   }

@@ -118,21 +118,24 @@ std::optional<std::string> relativeTo(const fs::path& root, const fs::path& path
 
 }  // namespace
 
-std::optional<Entries> readEntries(const std::string& directory) {
-  const fs::path file = fs::path(directory) / "CVS/Entries";
-  std::error_code ignored;
-  std::ifstream main(file);
-  if (!main.is_open() || !fs::is_regular_file(file, ignored)) return std::nullopt;
+Entries parseEntries(std::istream& main, std::istream& log) {
   Entries entries;
   std::string line;
   while (std::getline(main, line)) applyEntry(line, false, entries);
-  // What the client has noted since it last wrote the file whole.
-  std::ifstream log(fs::path(directory) / "CVS/Entries.Log");
   while (std::getline(log, line)) {
     const bool remove = line.rfind("R ", 0) == 0;
     if (remove || line.rfind("A ", 0) == 0) applyEntry(line.substr(2), remove, entries);
   }
   return entries;
+}
+
+std::optional<Entries> readEntries(const std::string& directory) {
+  const fs::path file = fs::path(directory) / "CVS/Entries";
+  std::error_code ignored;
+  std::ifstream main(file);
+  if (!main.is_open() || !fs::is_regular_file(file, ignored)) return std::nullopt;
+  std::ifstream log(fs::path(directory) / "CVS/Entries.Log");
+  return parseEntries(main, log);
 }
 
 std::string readRecordedRoot(const std::string& directory) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iosfwd>
 #include <map>
 #include <optional>
 #include <string>
@@ -22,6 +23,10 @@ struct Entry {
 };
 
 using Entries = std::map<std::string, Entry>;  // by name
+
+// Reads the lines of CVS/Entries, and of CVS/Entries.Log, where the client notes what has changed
+// since it last wrote the other whole.
+Entries parseEntries(std::istream& main, std::istream& log);
 
 // None when CVS/Entries cannot be read.
 std::optional<Entries> readEntries(const std::string& directory);

@@ -1,15 +1,20 @@
 #include "cvs.h"
 
+#include <utility>
+
+std::optional<std::string> copyOf(const char* argument) {
+  return argument == nullptr ? std::nullopt : std::optional<std::string>(argument);
+}
+
 CVSInterface::~CVSInterface() = default;
 
 bool CVSInterface::setOption(const char* key, const char* value) {
-  if (key == nullptr) return false;
-  const std::string name = key;
-  const std::string text = value == nullptr ? "" : value;
+  const auto name = copyOf(key);
+  std::string text = copyOf(value).value_or("");
   if (name == "Environment/Source Code Control/CVSExecutable") {
-    cvsExecutable = text;
+    cvsExecutable = std::move(text);
   } else if (name == "Environment/Source Code Control/CVSRoot") {
-    cvsRoot = text;
+    cvsRoot = std::move(text);
   } else if (name == "Environment/Source Code Control/CVSLoginRequired") {
     loginRequired = text == "Yes";
   } else if (name == "Environment/Source Code Control/CVSEditSupported") {
@@ -57,6 +62,7 @@ const char* CVSInterface::getLastError() {
 }
 
 void CVSInterface::setLastError(const std::string& command, const std::string& text) {
-  lastErrorCommand = command;
-  lastError = text;
+  std::string newCommand = command, newText = text;  // both or, out of memory, neither
+  lastErrorCommand = std::move(newCommand);
+  lastError = std::move(newText);
 }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,9 +26,16 @@ struct CVSFileStatus {
 // The files of one directory, by their names inside it, which can be looked up without a copy.
 using FileStatusMap = std::map<std::string, CVSFileStatus, std::less<>>;
 
-// Appends the tokens of `text`, the maximal runs of characters not in `delimiters`, to `out`. No
-// token is empty; a null text has none.
+// Cuts the next token, a maximal run of characters not in `delimiters`, off the front of `text`.
+// Empty at the end; no token is.
+std::string_view takeToken(std::string_view& text, std::string_view delimiters);
+
+// Appends the tokens of `text` to `out`. A null text has none.
 void splitString(const char* text, const char* delimiters, std::vector<std::string>& out);
+
+// A copy of what the host passes; none of a null pointer. Every operation takes copies before it
+// does anything else: the host may pass a string of the provider's own, which changes on the way.
+std::optional<std::string> copyOf(const char* argument);
 
 // Whether the administrative file of a working-copy directory can be read.
 bool isWorkingCopy(const std::string& directory);
@@ -109,18 +117,19 @@ class CVSInterface : public SourceCodeControlSystemProviderInterface {
                     const std::vector<std::string>& commandOptions,
                     const std::string& workingDirectory, const std::vector<std::string>& files);
 
-  // What getFileStatus does, for a path that need not be a string of its own.
-  CVSFileStatus* findRecord(std::string_view path);
-
   // Reads a directory into the cache; null, caching nothing, when the client fails.
   FileStatusMap* readDirectory(const std::string& directory);
 
   // Runs a command on one file in the local root and returns whether it succeeded.
   bool runOnFile(const std::string& command, const std::vector<std::string>& options,
-                 const char* file);
+                 const std::string& file);
 
   // Appends a file to the batch, whose command and options are those of the first to join. True.
-  bool joinMulti(const char* command, const std::vector<std::string>& options, const char* file);
+  bool joinMulti(const std::string& command, const std::vector<std::string>& options,
+                 const std::string& file);
+
+  // Empties and closes the batch.
+  void closeMulti();
 
   bool loginRequired = false;
   bool editSupported = false;
@@ -139,6 +148,4 @@ class CVSInterface : public SourceCodeControlSystemProviderInterface {
   std::vector<std::string> multiFiles;
   std::vector<std::string> remoteEntries;
   std::size_t remoteEntryCursor = 0;  // the entry handed out next; none at or past the end
-
-  std::string directoryKey;  // of the last lookup: a cached answer allocates nothing
 };

@@ -4,26 +4,40 @@ namespace {
 
 constexpr char noComment[] = "no comment";
 
-std::string messageOf(const char* comment) {
-  return comment == nullptr || *comment == '\0' ? noComment : comment;
+std::string messageOf(const std::optional<std::string>& comment) {
+  return comment.value_or("").empty() ? noComment : *comment;
 }
 
 }  // namespace
 
 bool CVSInterface::runOnFile(const std::string& command, const std::vector<std::string>& options,
-                             const char* file) {
+                             const std::string& file) {
   std::vector<std::string> output;
   return executeCVSCommand(command, {}, options, localRoot, {file}, output) == 0;
 }
 
-bool CVSInterface::joinMulti(const char* command, const std::vector<std::string>& options,
-                             const char* file) {
-  if (multiCommand.empty()) {
-    multiCommand = command;
-    multiOptions.insert(multiOptions.end(), options.begin(), options.end());
+bool CVSInterface::joinMulti(const std::string& command, const std::vector<std::string>& options,
+                             const std::string& file) {
+  if (!multiCommand.empty()) {
+    multiFiles.push_back(file);
+    return true;
   }
-  multiFiles.emplace_back(file);
+  // Options are pending here when a login has cut a batch off: an update drops them.
+  std::string newCommand = command;
+  std::vector<std::string> newOptions;
+  if (command != "update") newOptions = multiOptions;
+  newOptions.insert(newOptions.end(), options.begin(), options.end());
+  multiFiles.push_back(file);  // the last step that memory can run out in
+  multiCommand.swap(newCommand);
+  multiOptions.swap(newOptions);
   return true;
+}
+
+void CVSInterface::closeMulti() {
+  multiCommand.clear();
+  multiOptions.clear();
+  multiFiles.clear();
+  inMulti = false;
 }
 
 void CVSInterface::preMulti() {
@@ -31,35 +45,35 @@ void CVSInterface::preMulti() {
 }
 
 bool CVSInterface::postMulti() {
-  if (!multiFiles.empty()) {
-    std::vector<std::string> output;
-    if (executeCVSCommand(multiCommand, {}, multiOptions, localRoot, multiFiles, output) != 0) {
-      return false;
-    }
-    for (const auto& file : multiFiles) saved(file.c_str());
-    multiCommand.clear();
-    multiOptions.clear();
-    multiFiles.clear();
+  if (multiFiles.empty()) {
+    inMulti = false;
+    return true;
   }
-  inMulti = false;
+  std::vector<std::string> output;
+  if (executeCVSCommand(multiCommand, {}, multiOptions, localRoot, multiFiles, output) != 0) {
+    return false;
+  }
+  // The command has run: the batch closes even when memory runs out meanwhile.
+  const auto close = [](CVSInterface* provider) { provider->closeMulti(); };
+  const std::unique_ptr<CVSInterface, decltype(close)> closing(this, close);
+  for (const auto& file : multiFiles) saved(file.c_str());
   return true;
 }
 
 bool CVSInterface::checkin(const char* file, const char* comment) {
-  if (file == nullptr) return false;
-  if (inMulti) {
-    // Here an empty comment stays empty, where elsewhere it counts as none.
-    return joinMulti("commit", {"-m", comment == nullptr ? noComment : comment}, file);
-  }
-  return runOnFile("commit", {"-m", messageOf(comment)}, file) && saved(file);
+  const auto path = copyOf(file), message = copyOf(comment);
+  if (!path) return false;
+  // In a batch an empty comment stays empty, where elsewhere it counts as none.
+  if (inMulti) return joinMulti("commit", {"-m", message.value_or(noComment)}, *path);
+  return runOnFile("commit", {"-m", messageOf(message)}, *path) && saved(path->c_str());
 }
 
 bool CVSInterface::addFile(const char* file, const char* comment) {
-  if (file == nullptr) return false;
+  const auto path = copyOf(file), message = copyOf(comment);
+  if (!path) return false;
   std::vector<std::string> pieces;
-  splitString(file, "/", pieces);
+  splitString(path->c_str(), "/", pieces);
   if (pieces.empty()) return false;
-  const std::vector<std::string> options = {"-m", messageOf(comment)};
   const std::string name = pieces.back();
   pieces.pop_back();
 
@@ -75,21 +89,26 @@ bool CVSInterface::addFile(const char* file, const char* comment) {
   }
   if (executeCVSCommand("add", {}, {}, directory, {name}, output) != 0) return false;
 
-  if (inMulti) return joinMulti("commit", options, file);
-  return runOnFile("commit", options, file) && saved(file);
+  const std::vector<std::string> options = {"-m", messageOf(message)};
+  if (inMulti) return joinMulti("commit", options, *path);
+  return runOnFile("commit", options, *path) && saved(path->c_str());
 }
 
 bool CVSInterface::checkout(const char* file, const char*, bool clean) {
-  if (file == nullptr) return false;
-  const CVSFileStatus* record = getFileStatus(file);
-  if (clean && record != nullptr && record->modified && !runOnFile("update", {"-C"}, file)) {
+  const auto path = copyOf(file);
+  if (!path) return false;
+  const CVSFileStatus* record = getFileStatus(*path);
+  if (clean && record != nullptr && record->modified && !runOnFile("update", {"-C"}, *path)) {
     return false;
   }
-  return runOnFile("edit", {}, file) && saved(file);
+  return runOnFile("edit", {}, *path) && saved(path->c_str());
 }
 
 bool CVSInterface::undoCheckout(const char* file, bool revert) {
-  if (file == nullptr) return false;
-  if (!revert) return runOnFile("unedit", {"-w", "-y"}, file) && saved(file);
-  return runOnFile("unedit", {"-y"}, file) && runOnFile("update", {"-C"}, file) && saved(file);
+  const auto path = copyOf(file);
+  if (!path) return false;
+  const std::vector<std::string> keep = {"-w", "-y"}, confirm = {"-y"};
+  if (!runOnFile("unedit", revert ? confirm : keep, *path)) return false;
+  if (revert && !runOnFile("update", {"-C"}, *path)) return false;
+  return saved(path->c_str());
 }

@@ -1,15 +1,20 @@
-#include <cstring>
+#include <algorithm>
 
 #include "cvs.h"
 #include "spawnProcess.h"
 
+std::string_view takeToken(std::string_view& text, std::string_view delimiters) {
+  text.remove_prefix(std::min(text.find_first_not_of(delimiters), text.size()));
+  const std::string_view token = text.substr(0, text.find_first_of(delimiters));
+  text.remove_prefix(token.size());
+  return token;
+}
+
 void splitString(const char* text, const char* delimiters, std::vector<std::string>& out) {
-  if (text == nullptr) return;
-  for (text += std::strspn(text, delimiters); *text != '\0';
-       text += std::strspn(text, delimiters)) {
-    const std::size_t length = std::strcspn(text, delimiters);
-    out.emplace_back(text, length);
-    text += length;
+  std::string_view rest = text == nullptr ? "" : text;
+  for (auto token = takeToken(rest, delimiters); !token.empty();
+       token = takeToken(rest, delimiters)) {
+    out.emplace_back(token);
   }
 }
 

@@ -1,10 +1,10 @@
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "cvs.h"
 
@@ -22,8 +22,8 @@ File openToRead(const std::string& path) {
   return File(std::fopen(path.c_str(), "rte"));
 }
 
-bool writeLines(const char* path, const std::vector<std::string>& lines) {
-  File file(std::fopen(path, "wte"));
+bool writeLines(const std::string& path, const std::vector<std::string>& lines) {
+  File file(std::fopen(path.c_str(), "wte"));
   if (file == nullptr) return false;
   for (const auto& line : lines) {
     if (std::fputs(line.c_str(), file.get()) == EOF) return false;
@@ -35,31 +35,20 @@ bool writeLines(const char* path, const std::vector<std::string>& lines) {
 // A fresh, empty directory that nobody else can enter, removed when the object goes.
 class TemporaryDirectory {
  public:
-  TemporaryDirectory() {
-    char name[L_tmpnam];
-    bool taken = true;
-    while (taken && std::tmpnam(name) != nullptr) {
-      // Others may take a name once it is out; mkdir never takes over what they made of it.
-      if (mkdir(name, S_IRWXU) == 0) path_ = name;
-      taken = path_.empty() && errno == EEXIST;
-    }
-  }
+  TemporaryDirectory() : made_(mkdtemp(path_) != nullptr) {}
   ~TemporaryDirectory() {
-    if (!path_.empty()) rmdir(path_.c_str());
+    if (made_) rmdir(path_);
   }
   TemporaryDirectory(const TemporaryDirectory&) = delete;
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
-  // Empty when none could be made.
-  const std::string& path() const { return path_; }
+  // Null when none could be made.
+  const char* path() const { return made_ ? path_ : nullptr; }
 
  private:
-  std::string path_;
+  char path_[sizeof P_tmpdir "/cvsproviderXXXXXX"] = P_tmpdir "/cvsproviderXXXXXX";
+  const bool made_;
 };
-
-std::string textOf(const char* text) {
-  return text == nullptr ? "" : text;
-}
 
 }  // namespace
 
@@ -68,39 +57,43 @@ bool isWorkingCopy(const std::string& directory) {
 }
 
 bool CVSInterface::setRoots(const char* local) {
-  if (local == nullptr) return false;
-  const File file = openToRead(std::string(local) + administrativeFile);
+  auto directory = copyOf(local);
+  if (!directory) return false;
+  const File file = openToRead(*directory + administrativeFile);
   if (file == nullptr) return false;
   char line[1024] = "";
   if (std::fgets(line, sizeof line, file.get()) == nullptr) line[0] = '\0';
   line[std::strcspn(line, "\n")] = '\0';
-  localRoot = local;
   remoteRoot = line;
+  localRoot = std::move(*directory);
   return true;
 }
 
 bool CVSInterface::setRoots(const char* local, const char* remote) {
-  if (local == nullptr || remote == nullptr) return false;
-  const std::string directory = local;
-  localRoot = '/' + directory;
-  if (isWorkingCopy(directory)) return true;
+  const auto directory = copyOf(local), module = copyOf(remote);
+  if (!directory || !module) return false;
+  localRoot = '/' + *directory;
+  if (isWorkingCopy(*directory)) return true;
 
   std::vector<std::string> components;
-  splitString(directory.c_str(), "/", components);
+  splitString(directory->c_str(), "/", components);
   if (components.empty()) return false;
   const std::string name = components.back();
   components.pop_back();
   std::string parent = components.empty() ? "/" : "";
   for (const auto& component : components) parent += '/' + component;
   std::vector<std::string> output;
-  return executeCVSCommand("checkout", {}, {"-l", "-d", name}, parent, {remote}, output) == 0;
+  return executeCVSCommand("checkout", {}, {"-l", "-d", name}, parent, {*module}, output) == 0;
 }
 
 bool CVSInterface::login(const char* user, const char* pass, const char* root) {
+  std::string newUser = copyOf(user).value_or("");
+  std::string newPassword = copyOf(pass).value_or("");
+  std::string newRoot = copyOf(root).value_or("");
   multiCommand.clear();
-  userName = textOf(user);
-  password = textOf(pass);
-  cvsRoot = textOf(root);
+  userName = std::move(newUser);
+  password = std::move(newPassword);
+  cvsRoot = std::move(newRoot);
   if (!loginRequired) return true;
   std::vector<std::string> output;
   return executeCVSCommand("login", {}, {"-p", password}, "", {}, output) == 0;
@@ -116,20 +109,22 @@ bool CVSInterface::logout() {
 }
 
 int CVSInterface::iterateRemoteDirectory(const char* path, bool directories) {
-  if (path == nullptr) return 0;
-  const std::string directory = path;  // a host may pass a name of the listing that ends here
+  const auto directory = copyOf(path);
+  if (!directory) return 0;
   remoteEntries.clear();
   std::vector<std::string> lines;
-  if (executeCVSCommand("rls", {"-q"}, {"-e"}, "", {directory}, lines) != 0) return 0;
+  if (executeCVSCommand("rls", {"-q"}, {"-e"}, "", {*directory}, lines) != 0) return 0;
 
   const char kind = directories ? 'D' : '/';
-  const std::size_t nameIndex = directories ? 1 : 0;  // behind the "D" of a directory
+  std::vector<std::string> names;
   for (const auto& line : lines) {
     if (line.empty() || line[0] != kind) continue;
-    std::vector<std::string> components;
-    splitString(line.c_str(), "/", components);
-    if (nameIndex < components.size()) remoteEntries.push_back(components[nameIndex]);
+    std::string_view rest = line;
+    if (directories) takeToken(rest, "/");  // the "D" before the name
+    const std::string_view name = takeToken(rest, "/");
+    if (!name.empty()) names.emplace_back(name);
   }
+  remoteEntries = std::move(names);
   remoteEntryCursor = 0;
   return static_cast<int>(remoteEntries.size());
 }
@@ -140,26 +135,31 @@ const char* CVSInterface::getRemoteDirectoryEntry() {
 }
 
 bool CVSInterface::getFile(const char* file, bool keepChanges) {
-  if (file == nullptr) return false;
+  const auto path = copyOf(file);
+  if (!path) return false;
   std::vector<std::string> options;
   if (!keepChanges) options.emplace_back("-C");
-  if (!inMulti) return runOnFile("update", options, file) && saved(file);
-  if (multiCommand.empty()) multiOptions.clear();  // of a batch that a login cut off
-  return joinMulti("update", options, file);
+  if (inMulti) return joinMulti("update", options, *path);
+  return runOnFile("update", options, *path) && saved(path->c_str());
 }
 
 bool CVSInterface::getTo(const char* file, const char* revision, const char* destination) {
-  if (file == nullptr || revision == nullptr || destination == nullptr) return false;
+  const auto path = copyOf(file), wanted = copyOf(revision), target = copyOf(destination);
+  if (!path || !wanted || !target) return false;
   std::vector<std::string> lines;
-  return executeCVSCommand("update", {}, {"-p", "-r", revision}, localRoot, {file}, lines) == 0 &&
-         writeLines(destination, lines);
+  return executeCVSCommand("update", {}, {"-p", "-r", *wanted}, localRoot, {*path}, lines) == 0 &&
+         writeLines(*target, lines);
 }
 
 bool CVSInterface::createDirectory(const char* parent, const char* name) {
-  if (name == nullptr) return false;
+  const auto above = copyOf(parent), own = copyOf(name);
+  if (!own) return false;
+  const std::string path = above ? *above + '/' + *own : *own;
   const TemporaryDirectory empty;
-  if (empty.path().empty()) return false;
-  const std::string path = parent == nullptr ? name : std::string(parent) + '/' + name;
+  if (empty.path() == nullptr) {
+    setLastError("import", "");
+    return false;
+  }
   std::vector<std::string> output;
   return executeCVSCommand("import", {}, {"-m", "Quillmarsh Generated", path, userName, "start"},
                            empty.path(), {}, output) == 0;

@@ -52,41 +52,42 @@ void readRevision(std::string_view line, std::string_view label, std::string& re
   revision = rest.substr(0, rest.find_first_of(" \t\n\v\f\r"));
 }
 
-// Appends the directory part of a path, if it has one, to `directory`, and returns its last part.
-std::string_view splitPath(std::string_view path, std::string& directory) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == path.npos) return path;
-  directory += '/';
-  directory += path.substr(0, slash);
-  return path.substr(slash + 1);
+// The first line of a block: a file, and its status; a null status where the line is none.
+struct Heading {
+  std::string_view name;
+  const StatusKind* status;
+};
+
+Heading readHeading(std::string_view line) {
+  const std::size_t file = line.find(fileLabel);
+  if (file == line.npos) return {};
+  const std::size_t status = line.find(statusLabel, file);
+  if (status == line.npos) return {};
+  const std::size_t region = std::min(status + statusLabel.size() + 1, line.size());
+  return {cutFileName(line, file, status), findStatusKind(line.substr(region))};
 }
 
 void parseStatusLines(FileStatusMap& statusMap, const std::vector<std::string_view>& lines) {
   constexpr std::size_t workingRevisionLine = 2, repositoryRevisionLine = 3, blockLines = 5;
   CVSFileStatus record;           // not reset: a block without a revision keeps the one before
   auto next = statusMap.begin();  // where the next name belongs, as the client sorts them
-  std::size_t advance = 1;
-  for (std::size_t i = 0; i < lines.size(); i += advance) {
-    advance = 1;
-    const std::string_view line = lines[i];
-    const std::size_t file = line.find(fileLabel);
-    if (file == line.npos) continue;
-    const std::size_t status = line.find(statusLabel, file);
-    if (status == line.npos) continue;
-    const std::size_t region = std::min(status + statusLabel.size() + 1, line.size());
-    const StatusKind* kind = findStatusKind(line.substr(region));
-    if (kind == nullptr) continue;
-    if (lines.size() - i <= repositoryRevisionLine) break;
-
-    record.modified = kind->modified;
-    record.outOfDate = kind->outOfDate;
-    record.statusText = kind->text;
+  std::size_t i = 0;
+  while (i + repositoryRevisionLine < lines.size()) {
+    const auto [name, status] = readHeading(lines[i]);
+    if (status == nullptr) {
+      ++i;
+      continue;
+    }
+    record.modified = status->modified;
+    record.outOfDate = status->outOfDate;
+    record.statusText = status->text;
     readRevision(lines[i + workingRevisionLine], workingRevisionLabel, record.workingRevision);
     readRevision(lines[i + repositoryRevisionLine], repositoryRevisionLabel,
                  record.repositoryRevision);
-    std::string name(cutFileName(line, file, status));
-    next = std::next(statusMap.insert_or_assign(next, std::move(name), record));
-    advance = blockLines;
+    // A copy that is moved there: a record is replaced whole, or not when memory runs out.
+    const auto stored = statusMap.insert_or_assign(next, std::string(name), CVSFileStatus(record));
+    next = std::next(stored);
+    i += blockLines;
   }
 }
 
@@ -102,30 +103,26 @@ void CVSInterface::parseEditorsOutput(const std::string&, FileStatusMap* statusM
                                       const std::vector<std::string>& lines) {
   constexpr std::size_t editorFields = 5;  // further editors of a file lack the first, its name
   for (const auto& line : lines) {
-    std::vector<std::string> fields;
-    splitString(line.c_str(), "\t", fields);
-    if (fields.size() < editorFields) continue;
-    const auto found = statusMap->find(fields[0]);
-    if (found != statusMap->end()) found->second.edited = true;
+    std::string_view rest = line;
+    const auto found = statusMap->find(takeToken(rest, "\t"));
+    std::size_t fields = 1;
+    while (!takeToken(rest, "\t").empty()) ++fields;
+    if (fields >= editorFields && found != statusMap->end()) found->second.edited = true;
   }
 }
 
 std::string CVSInterface::getLocalDirectory(const std::string& path, std::string& fileName) {
-  std::string directory = localRoot;
-  fileName = splitPath(path, directory);
-  return directory;
+  const std::size_t slash = path.rfind('/');
+  fileName = slash == path.npos ? path : path.substr(slash + 1);
+  return slash == path.npos ? localRoot : localRoot + '/' + path.substr(0, slash);
 }
 
 CVSFileStatus* CVSInterface::getFileStatus(const std::string& path) {
-  return findRecord(path);
-}
-
-CVSFileStatus* CVSInterface::findRecord(std::string_view path) {
-  directoryKey = localRoot;
-  const std::string_view fileName = splitPath(path, directoryKey);
-  const auto cached = statusCache.find(directoryKey);
+  std::string fileName;
+  const std::string directory = getLocalDirectory(path, fileName);
+  const auto cached = statusCache.find(directory);
   FileStatusMap* statusMap =
-      cached == statusCache.end() ? readDirectory(directoryKey) : cached->second.get();
+      cached == statusCache.end() ? readDirectory(directory) : cached->second.get();
   if (statusMap == nullptr) return nullptr;
   const auto found = statusMap->find(fileName);
   return found == statusMap->end() ? nullptr : &found->second;
@@ -138,20 +135,20 @@ FileStatusMap* CVSInterface::readDirectory(const std::string& directory) {
     if (runCVSCommand(process, "status", {}, {"-l"}, directory, {}) != 0) return nullptr;
     parseStatusLines(*statusMap, {process.outputLines.begin(), process.outputLines.end()});
   }
-  FileStatusMap* cached = statusCache.emplace(directory, std::move(statusMap)).first->second.get();
   std::vector<std::string> lines;
   if (checkOutSupported() && executeCVSCommand("editors", {}, {"-l"}, directory, {}, lines) == 0) {
-    parseEditorsOutput(directory, cached, lines);
+    parseEditorsOutput(directory, statusMap.get(), lines);
   }
-  return cached;
+  return statusCache.emplace(directory, std::move(statusMap)).first->second.get();
 }
 
 bool CVSInterface::status(const char* path, bool& controlled, bool& edited, bool& modified,
                           bool& outOfDate, const char*& statusText, const char*& workingRevision,
                           const char*& repositoryRevision) {
   controlled = false;
-  if (path == nullptr) return false;
-  if (const CVSFileStatus* record = findRecord(path)) {
+  const auto file = copyOf(path);
+  if (!file) return false;
+  if (const CVSFileStatus* record = getFileStatus(*file)) {
     controlled = true;
     edited = record->edited;
     modified = record->modified;
@@ -163,7 +160,7 @@ bool CVSInterface::status(const char* path, bool& controlled, bool& edited, bool
   }
 
   std::vector<std::string> lines;
-  if (executeCVSCommand("rls", {"-q"}, {"-e"}, "", {remoteRoot + '/' + path}, lines) != 0) {
+  if (executeCVSCommand("rls", {"-q"}, {"-e"}, "", {remoteRoot + '/' + *file}, lines) != 0) {
     return false;
   }
   const auto namesFile = [](const std::string& line) { return !line.empty() && line[0] == '/'; };
@@ -179,18 +176,20 @@ bool CVSInterface::status(const char* path, bool& controlled, bool& edited, bool
 }
 
 bool CVSInterface::saved(const char* path) {
-  if (path == nullptr) return false;
+  const auto file = copyOf(path);
+  if (!file) return false;
   std::string fileName;
-  const std::string directory = getLocalDirectory(path, fileName);
+  const std::string directory = getLocalDirectory(*file, fileName);
   const auto cached = statusCache.find(directory);
   if (cached == statusCache.end()) return true;
-  std::vector<std::string> lines;
+  std::vector<std::string> lines, editors;
   if (executeCVSCommand("status", {}, {"-l"}, directory, {fileName}, lines) != 0) return true;
-  parseStatusOutput(cached->second.get(), lines);
   if (checkOutSupported() &&
-      executeCVSCommand("editors", {}, {}, directory, {fileName}, lines) == 0) {
-    parseEditorsOutput(directory, cached->second.get(), lines);
+      executeCVSCommand("editors", {}, {}, directory, {fileName}, editors) != 0) {
+    editors.clear();
   }
+  parseStatusOutput(cached->second.get(), lines);
+  parseEditorsOutput(directory, cached->second.get(), editors);
   return true;
 }
 

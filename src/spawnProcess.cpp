@@ -13,7 +13,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <new>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -166,17 +166,26 @@ void collect(int output, int errors, BufferList& outputChunks, BufferList& error
   readWhatIsReady(errors, errorChunks, pipeReads);
 }
 
-// Blocks every signal of this thread while it lives.
-class BlockedSignals {
+sigset_t allSignals() {
+  sigset_t set;
+  sigfillset(&set);
+  return set;
+}
+
+sigset_t childSignal() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGCHLD);
+  return set;
+}
+
+// Holds signals of this thread back while it lives.
+class HeldSignals {
  public:
-  BlockedSignals() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  BlockedSignals(const BlockedSignals&) = delete;
-  BlockedSignals& operator=(const BlockedSignals&) = delete;
+  explicit HeldSignals(const sigset_t& signals) { pthread_sigmask(SIG_BLOCK, &signals, &before_); }
+  ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  HeldSignals(const HeldSignals&) = delete;
+  HeldSignals& operator=(const HeldSignals&) = delete;
 
   const sigset_t& before() const { return before_; }
 
@@ -210,60 +219,89 @@ void restoreSignals(const sigset_t& mask) {
   _exit(failedExitCode);
 }
 
-// Starts a child on the program; returns its process id, or -1. The fork is one that copies
-// nothing: copying the page tables of a large host takes longer than a command. Until the program
-// has started this thread stands still and the child uses its memory, so that only
+// Starts a child on the program, which gets `mask`; returns its process id, or -1. The fork is one
+// that copies nothing: copying the page tables of a large host takes longer than a command. Until
+// the program has started this thread stands still and the child uses its memory, so that only
 // async-signal-safe calls are allowed there, and no handler of the host's may run.
-pid_t startProgram(char* const* arguments, const char* directory, int output, int errors) {
-  const BlockedSignals blocked;
+pid_t startProgram(char* const* arguments, const char* directory, int output, int errors,
+                   const sigset_t& mask) {
+  const HeldSignals held(allSignals());
   // NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
   const pid_t child = vfork();
-  if (child == 0) becomeProgram(arguments, directory, output, errors, blocked.before());
+  if (child == 0) becomeProgram(arguments, directory, output, errors, mask);
   return child;
   // NOLINTEND(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
 }
 
+// Owns a child, or none (-1), and reaps it: at the latest when this object goes.
+class Child {
+ public:
+  Child() = default;
+  ~Child() { reap(0); }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  // Takes over what startProgram returned, and returns whether that is a child.
+  bool adopt(pid_t id) {
+    id_ = id;
+    return id != -1;
+  }
+
+  // Reaps the child once it has ended, which is waited for unless `options` is WNOHANG. Returns
+  // false while it runs. One that somebody else has reaped counts as reaped.
+  bool reap(int options) {
+    if (id_ == -1) return true;
+    int status = 0;
+    const pid_t ended = retryInterrupted([&] { return waitpid(id_, &status, options); });
+    if (ended == 0) return false;
+    if (ended == id_ && WIFEXITED(status)) {
+      exitCode_ = static_cast<std::int8_t>(WEXITSTATUS(status));
+    }
+    id_ = -1;
+    return true;
+  }
+
+  // Leaves a child that still runs to the host.
+  void release() { id_ = -1; }
+
+  // None before the end, after an end by a signal, and when somebody else has reaped the child.
+  std::optional<int> exitCode() const { return exitCode_; }
+
+ private:
+  pid_t id_ = -1;
+  std::optional<int> exitCode_;
+};
+
 // Reads and drops the error stream, on which a full pipe would block the child, until everybody has
-// closed it or the child has ended. Returns what waitpid said last: 0 while the child runs.
-pid_t dropErrors(pid_t child, Descriptor& errors, int& status) {
+// closed it or the child has ended.
+void dropErrors(Child& child, Descriptor& errors) {
   pollfd stream = {errors.get(), POLLIN, 0};
   int milliseconds = 1;  // short at first: mostly the child has ended, or is about to
-  pid_t ended = 0;
-  while (ended == 0 && errors.get() != -1) {
+  while (errors.get() != -1) {
     const int ready = poll(&stream, 1, milliseconds);
     char dropped[readSize];
     const ssize_t count = ready > 0 ? read(errors.get(), dropped, sizeof dropped) : ready;
-    const bool hasEnded = ready > 0 && count == 0;
+    const bool streamEnded = ready > 0 && count == 0;
     const bool isBroken = count == -1 && errno != EINTR && errno != EAGAIN;
-    if (hasEnded || isBroken) errors.close();
+    const bool childEnded = child.reap(WNOHANG);
+    if (streamEnded || isBroken || childEnded) errors.close();
     milliseconds = std::min(2 * milliseconds, pollMilliseconds);
-    ended = waitpid(child, &status, WNOHANG);
   }
-  return ended;
 }
 
-int convertStatus(int status) {
-  return WIFEXITED(status) ? static_cast<std::int8_t>(WEXITSTATUS(status)) : failed;
-}
-
-int waitForEnd(pid_t child, Descriptor& errors) {
-  int status = 0;
-  pid_t ended = dropErrors(child, errors, status);
-  if (ended == 0) ended = retryInterrupted([&] { return waitpid(child, &status, 0); });
-  return ended == child ? convertStatus(status) : failed;
+int waitForEnd(Child& child, Descriptor& errors) {
+  dropErrors(child, errors);
+  child.reap(0);
+  return child.exitCode().value_or(failed);
 }
 
 // Looks for the end of a child that nobody waits for. An end by a signal counts as none.
-int lookForEnd(pid_t child) {
+int lookForEnd(Child& child) {
   constexpr int checks = 10;
   constexpr int microseconds = 1000;
-  for (int check = 1; check <= checks; ++check) {
-    int status = 0;
-    const pid_t ended = waitpid(child, &status, WNOHANG);
-    if (ended != 0) return ended == child && WIFEXITED(status) ? convertStatus(status) : 0;
-    if (check < checks) usleep(microseconds);
-  }
-  return 0;
+  for (int check = 1; !child.reap(WNOHANG) && check < checks; ++check) usleep(microseconds);
+  child.release();
+  return child.exitCode().value_or(0);
 }
 
 }  // namespace
@@ -277,6 +315,9 @@ Process::~Process() {
 int Process::run(std::list<const char*> argv, bool wait, const char* directory, bool,
                  bool captureOutput, bool captureErrors, bool, bool) {
   if (argv.empty()) return failed;
+  // A host that reaps every child on SIGCHLD would take the end of this one away.
+  const HeldSignals held(childSignal());
+  Child child;  // goes after the pipes, on which it could block for ever while they are open
   const bool capturing = captureOutput && captureErrors;
   Pipe output, errors;
   if (capturing && !(output.open() && errors.open())) return failed;
@@ -285,23 +326,17 @@ int Process::run(std::list<const char*> argv, bool wait, const char* directory, 
   for (const char* argument : argv) arguments.push_back(const_cast<char*>(argument));
   arguments.push_back(nullptr);
 
-  const pid_t child =
-      startProgram(arguments.data(), directory, output.writeEnd.get(), errors.writeEnd.get());
-  if (child == -1) return failed;
+  if (!child.adopt(startProgram(arguments.data(), directory, output.writeEnd.get(),
+                                errors.writeEnd.get(), held.before()))) {
+    return failed;
+  }
   if (capturing) {
     output.writeEnd.close();
     errors.writeEnd.close();
-    try {
-      BufferList outputChunks, errorChunks;
-      collect(output.readEnd.get(), errors.readEnd.get(), outputChunks, errorChunks);
-      outputBuffer = bufferListToStringList(outputChunks, outputLines).release();
-      errorBuffer = bufferListToStringList(errorChunks, errorLines).release();
-    } catch (const std::bad_alloc&) {
-      output.readEnd.close();
-      errors.readEnd.close();
-      waitForEnd(child, errors.readEnd);
-      throw;
-    }
+    BufferList outputChunks, errorChunks;
+    collect(output.readEnd.get(), errors.readEnd.get(), outputChunks, errorChunks);
+    outputBuffer = bufferListToStringList(outputChunks, outputLines).release();
+    errorBuffer = bufferListToStringList(errorChunks, errorLines).release();
     output.readEnd.close();
   }
   return wait ? waitForEnd(child, errors.readEnd) : lookForEnd(child);

@@ -143,6 +143,10 @@ TEST_F(Operations, KeepTheLastErrorUntilTheNext) {
   EXPECT_STREQ(provider.getLastError(), "");
   EXPECT_EQ(output, Lines{"out"});
   EXPECT_EQ(calls().back(), "host$ -g|x|-o|f");
+  const std::string slow = scratch.write("slow", "#!/bin/sh\nexec >&- 2>&-; sleep 0.1; exit 3");
+  std::filesystem::permissions(slow, std::filesystem::perms::owner_all);
+  set("CVSExecutable", slow);
+  EXPECT_EQ(run(), 3);
   set("CVSExecutable", "");
   EXPECT_EQ(run(), -1);
   EXPECT_EQ(output, Lines{});
@@ -169,6 +173,81 @@ TEST_F(Operations, RefuseNullPointersAndRunNothing) {
   EXPECT_STREQ(provider.getLocalRoot(), scratch.path().c_str());
   EXPECT_TRUE(provider.login(nullptr, nullptr, nullptr));
   EXPECT_STREQ(provider.getRepositoryListEntry(), "");
+}
+
+// What the provider has handed out is as good an argument as any, although it changes meanwhile.
+TEST_F(Operations, TakeTheProvidersOwnStrings) {
+  const std::string path = scratch.path() + "/name-of-a-file";  // each string can be one
+  scratch.write("CVS/Repository", path + "-remote\n");
+  const std::string status = statusBlock("a", "Locally Modified", path, path + "-newer");
+  using Handed = const char* (*)(CVSInterface&);
+  const Handed handed[] = {
+      [](auto& p) { return p.getLastError(); },
+      [](auto& p) { return p.getLocalRoot(); },
+      [](auto& p) { return p.getRemoteRoot(); },
+      [](auto& p) { return p.getRepositoryListEntry(); },
+      [](auto& p) { return p.getRemoteDirectoryEntry(); },
+      [](auto& p) { return p.getFileStatus("a")->workingRevision.c_str(); },
+      [](auto& p) { return p.getFileStatus("a")->repositoryRevision.c_str(); }};
+  using Use = std::function<bool(CVSInterface&, const char*)>;
+  const std::string other = scratch.path() + "/newer";
+  const auto batch = [](CVSInterface& p, bool joined) { return joined && p.postMulti(); };
+  const Use uses[] = {
+      [](auto& p, auto s) { return p.setOption("Environment/Source Code Control/CVSRoot", s); },
+      [](auto& p, auto s) { return p.login(s, "", root) && p.createDirectory("p", "n"); },
+      [](auto& p, auto s) { return p.login("", s, root) && p.checkin("a", "m"); },
+      [](auto& p, auto s) { return p.login("", "", s); },
+      [](auto& p, auto s) { return p.setRoots(s); },
+      [](auto& p, auto s) { return p.setRoots(s, "m"); },
+      [&](auto& p, auto s) { return p.setRoots(other.c_str(), s); },
+      [](auto& p, auto s) { return p.addFile(s, "m"); },
+      [](auto& p, auto s) { return p.addFile("a", s); },
+      [](auto& p, auto s) { return knows(p, s); },
+      [](auto& p, auto s) { return p.saved(s) && p.getFile(s, true); },
+      [](auto& p, auto s) { return p.getTo(s, "1", "/dev/null"); },
+      [](auto& p, auto s) { return p.getTo("a", s, "/dev/null"); },
+      [&](auto& p, auto s) {
+        return std::string(s).find(scratch.path() + '/') == 0 && p.getTo("a", "1", s);
+      },
+      [](auto& p, auto s) { return p.checkout(s, s, true); },
+      [](auto& p, auto s) { return p.undoCheckout(s, true); },
+      [](auto& p, auto s) { return p.checkin(s, "m"); },
+      [](auto& p, auto s) { return p.checkin("a", s); },
+      [&](auto& p, auto s) { return p.preMulti(), batch(p, p.checkin(s, s) && p.addFile("b", s)); },
+      [](auto& p, auto s) { return p.iterateRemoteDirectory(s, true) != 0; },
+      [](auto& p, auto s) { return p.createDirectory(s, "n"); },
+      [](auto& p, auto s) { return p.createDirectory("p", s); },
+  };
+  // All that can be seen of a use of a string, or of a copy of it.
+  const auto observe = [&](const Use& use, Handed hand, bool copied) {
+    CVSInterface fresh;
+    reply("rls", 0, "D/an-entry-with-a-long-name////\n", path + "-said");
+    reply("status", 0, status);
+    tie(fresh);
+    EXPECT_TRUE(fresh.iterateRemoteDirectory("p", true) && fresh.getFileStatus("a"));
+    for (const char* command :
+         {"add", "commit", "update", "edit", "unedit", "rls", "status", "import", "checkout"}) {
+      reply(command, 0, command[0] == 's' ? statusBlock("a", "Needs Patch") : "", command + path);
+    }
+    std::filesystem::remove(path + "-said");
+    calls();
+    const char* string = hand(fresh);
+    const bool result = use(fresh, copied ? std::string(string).c_str() : string);
+    Lines seen = calls();
+    for (auto& call : seen) {
+      if (call.find("import|") != call.npos) call.erase(0, call.find('$'));
+    }
+    seen.insert(seen.end(), {result ? "true" : "false", fresh.getLocalRoot(), fresh.getRemoteRoot(),
+                             fresh.getRepositoryListEntry(), fresh.getLastError()});
+    if (std::filesystem::exists(path + "-said")) seen.push_back("written");
+    return seen;
+  };
+  for (std::size_t i = 0; i < std::size(uses); ++i) {
+    for (std::size_t j = 0; j < std::size(handed); ++j) {
+      EXPECT_EQ(observe(uses[i], handed[j], false), observe(uses[i], handed[j], true))
+          << "use " << i << " of string " << j;
+    }
+  }
 }
 
 TEST_F(Operations, LearnTheRemoteRootFromTheWorkingCopy) {
@@ -270,7 +349,7 @@ TEST_F(Operations, ImportANewDirectoryFromAnEmptyOne) {
     EXPECT_TRUE(provider.createDirectory(parent, name));
     const std::string call = calls().at(0);
     const std::string directory = call.substr(0, call.find(' '));
-    EXPECT_EQ(call.substr(directory.size()), " (empty)$ import|-m|Quillmarsh Generated|" +
+    EXPECT_EQ(call.substr(directory.size()), " (empty, private)$ import|-m|Quillmarsh Generated|" +
                                                  std::string(path) + '|' + user + "|start");
     EXPECT_FALSE(std::filesystem::exists(directory)) << directory;
     user += 'u';

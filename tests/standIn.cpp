@@ -1,7 +1,7 @@
 // Stands in for the client: records how it was called and replays what a test has prepared.
 //
 // The environment's STAND_IN names a directory. Every call is appended to its file "calls": the
-// working directory, "(empty)" behind it when that holds nothing, and every argument, separated by
+// working directory, behind it whether that is empty, and private, and every argument, separated by
 // "|". The reply is in the files KEY.out, KEY.err and KEY.exit, where KEY is COMMAND:LAST-ARGUMENT
 // ("%" in place of "/") or, when there is no such reply, COMMAND; without any, an empty success.
 #include <fcntl.h>
@@ -36,7 +36,10 @@ void write(int descriptor, const std::string& text) {
 int main(int argc, char** argv) {
   const std::string directory = std::string(std::getenv("STAND_IN")) + '/';
   std::string call = std::filesystem::current_path().string();
-  if (std::filesystem::is_empty(".")) call += " (empty)";
+  if (std::filesystem::is_empty(".")) {
+    const auto mode = std::filesystem::status(".").permissions();
+    call += mode == std::filesystem::perms::owner_all ? " (empty, private)" : " (empty)";
+  }
   for (int i = 1; i < argc; ++i) call += std::string("|") + argv[i];
   const int log = open((directory + "calls").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
   write(log, call + '\0');

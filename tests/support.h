@@ -1,6 +1,7 @@
 // What the tests share.
 #pragma once
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +18,7 @@
 #include "cvs.h"
 
 using Lines = std::vector<std::string>;
+using Interface = SourceCodeControlSystemProviderInterface;
 
 inline std::string readFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -50,6 +52,11 @@ class ScratchDirectory {
   std::string path_;
 };
 
+inline int countDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<int>(std::distance(begin(all), end(all)));
+}
+
 // Runs a body in a process of its own, which it may spoil; returns its result (0 to 255), or -1
 // when it was killed, as it is after a minute.
 inline int inFork(const std::function<int()>& body) {
@@ -62,6 +69,32 @@ inline int inFork(const std::function<int()>& body) {
   return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+// The library as a host loads it.
+class Library {
+ public:
+  Library() { EXPECT_NE(handle_, nullptr) << dlerror(); }
+  ~Library() { dlclose(handle_); }
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  Interface* allocate() const {
+    return find<decltype(AllocateSourceCodeControlSystemInterface)>(
+        "AllocateSourceCodeControlSystemInterface")();
+  }
+  void release(Interface* provider) const {
+    find<decltype(ReleaseSourceCodeControlSystemInterface)>(
+        "ReleaseSourceCodeControlSystemInterface")(provider);
+  }
+
+ private:
+  template <typename Function>
+  Function* find(const char* name) const {
+    return reinterpret_cast<Function*>(dlsym(handle_, name));
+  }
+
+  void* handle_ = dlopen(PROVIDER_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+};
+
 // A provider tied to a working copy of lib/proj, and the stand-in client that it runs.
 class ProviderTest : public ::testing::Test {
  protected:
@@ -71,9 +104,13 @@ class ProviderTest : public ::testing::Test {
     setenv("STAND_IN", replies.path().c_str(), 1);
     scratch.write("CVS/Repository", "lib/proj\n");
     scratch.write("src/CVS/Repository", "lib/proj/src\n");
-    set("CVSExecutable", STAND_IN_CLIENT);
-    set("CVSRoot", root);
-    EXPECT_TRUE(provider.setRoots(scratch.path().c_str()));
+    tie(provider);
+  }
+
+  void tie(Interface& fresh) const {
+    fresh.setOption("Environment/Source Code Control/CVSExecutable", STAND_IN_CLIENT);
+    fresh.setOption("Environment/Source Code Control/CVSRoot", root);
+    EXPECT_TRUE(fresh.setRoots(scratch.path().c_str()));
   }
 
   bool set(const std::string& key, const std::string& value) {
@@ -111,10 +148,11 @@ class ProviderTest : public ::testing::Test {
   }
 
   // Asks for a status, and returns whether there is one.
-  bool known(const char* path) {
+  bool known(const char* path) { return knows(provider, path); }
+  static bool knows(Interface& asked, const char* path) {
     bool flag;
     const char* text;
-    return provider.status(path, flag, flag, flag, flag, text, text, text);
+    return asked.status(path, flag, flag, flag, flag, text, text, text);
   }
 
   ScratchDirectory scratch;

@@ -30,15 +30,19 @@ start_server() {
   fi
 }
 
+# What start_password_server needs of the machine, besides socat. Says what is not there.
+may_serve_passwords() {
+  [ "$(id -u)" -eq 0 ] || unable 'it needs root' || return
+  id nobody >/dev/null 2>&1 || unable 'there is no user nobody'
+}
+
 # start_password_server REPOSITORY USER PASSWORD [USER PASSWORD]...: gives the repository to the
 # system user "nobody", whom the server turns into, and serves it to these accounts on a free port.
 # Sets server_root, for the first account, too.
 start_password_server() {
   local repository=$1 user=$2 hash
   shift
-  [ "$(id -u)" -eq 0 ] || unable 'it needs root' || return
-  id nobody >/dev/null 2>&1 || unable 'there is no user nobody' || return
-
+  may_serve_passwords || return
   while [ $# -ge 2 ]; do
     hash=$(printf %s "$2" | perl -e 'my $given = <STDIN> // ""; print crypt($given, q($6$salt$))')
     printf '%s:%s:nobody\n' "$1" "$hash"

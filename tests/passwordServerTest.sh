@@ -1,11 +1,10 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # The provider and the adapter for the GNU client against a password server.
-# shellcheck source=tests/shell.sh
+# shellcheck source-path=SCRIPTDIR source=shell.sh
 . "$(dirname "$0")/shell.sh"
-# shellcheck source=client/passwordServer.sh
-. "$sources/client/passwordServer.sh"
-unset CVS_PASSFILE
-trap 'stop_password_server; clean' EXIT
+# shellcheck source=passwordServer.sh
+. "$(dirname "$0")/passwordServer.sh"
+trap 'stop_server; clean' EXIT
 
 password='Zw0lf Bögen$'
 repository=$scratch/repository
@@ -68,16 +67,6 @@ equal $'one\nmore' "$(cat "$work/first.txt")"
 run 0 host -C "$work" --edit status
 equal $'Up-to-date\t1.2\t1.2\t\tfirst.txt
 Up-to-date\t1.1.1.1\t1.1.1.1\t\tsecond file' "$output"
-
-# Beyond what the provider asks for: no names, and arguments of any shape.
-(cd "$work" && chmod a-w second* && cvs -Q edit first.txt && printf 'not this\n' >>first.txt)
-run 0 env -C "$work" "$client" -Q unedit -wy
-equal $'one\nmore -rw' "$(state first.txt)"
-equal 'two -r-' "$(state 'second file')"
-run 0 env CVS_GNU_CLIENT=echo "$client" -qd 'a  b' -z3 unedit -yR -l -w -- -y '' '*' $'\n'
-equal $'-qd a  b -z3 unedit -R -l -- -y  * ' "$output"
-run 127 env CVS_GNU_CLIENT=missing "$client" -q status
-holds 'there is no missing'
 
 equal '' "$(grep -rlF "$password" "$scratch")"
 run 0 host --root "$server_root" logout

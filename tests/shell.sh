@@ -1,7 +1,8 @@
 # What the end-to-end tests share; sourced by each, called as: TEST BUILD-DIRECTORY
 # shellcheck shell=bash disable=SC2034
 set -uo pipefail
-unset CVSROOT CVS_CLIENT_LOG CVS_RSH
+unset CVSROOT CVS_CLIENT_LOG CVS_GNU_CLIENT CVS_PASSFILE CVS_RSH
+export TERM=xterm # one with colours
 build=$(cd "$1" && pwd)
 sources=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 scchost=$build/scchost

@@ -229,7 +229,7 @@ export STAND_IN=$scratch/replies
 stand_in() { "$scchost" --client "$build/standIn" --root r "$@"; }
 calls() {
   tr '\0' '\n' <"$STAND_IN/calls" |
-    sed "s,^$scratch/bob,.,; s,^/[^|]* (empty),TMP,; s,^/[^|]*,HOST,; s/|-d|r|/ /"
+    sed "s,^$scratch/bob,.,; s,^/[^|]* (empty[^|]*,TMP,; s,^/[^|]*,HOST,; s/|-d|r|/ /"
   rm "$STAND_IN/calls"
 }
 printf 'secret\r\n' | stand_in login >/dev/null

@@ -79,10 +79,9 @@ void passOnWarnings(const std::string& words) {
   std::istringstream lines(words);
   for (std::string line; std::getline(lines, line);) {
     const auto holds = [&](const char* text) { return line.find(text) != std::string::npos; };
-    if (holds(": Updating ") || holds("conflicts during merge") || holds(": conflicts found in ")) {
-      continue;
-    }
-    passOn(line);
+    const bool isTold = holds(": Updating ") || holds("conflicts during merge") ||
+                        holds(": conflicts found in ") || holds("' was lost");
+    if (!isTold) passOn(line);
   }
 }
 

@@ -149,11 +149,11 @@ Lines outputOf(const std::string& command) {
 TEST(Library, ExportsTwoNamesAndNeedsOnlyTheCLibrary) {
   const std::string library = PROVIDER_LIBRARY;
   EXPECT_EQ(readFile(library)[EI_CLASS], sizeof(void*) == 4 ? ELFCLASS32 : ELFCLASS64);
-  EXPECT_EQ(outputOf("nm -D --defined-only -P " + library + " | cut -d' ' -f1 | sort"),
+  EXPECT_EQ(outputOf("nm -D --defined-only -P '" + library + "' | cut -d' ' -f1 | sort"),
             (Lines{"AllocateSourceCodeControlSystemInterface",
                    "ReleaseSourceCodeControlSystemInterface"}));
 #ifndef __SANITIZE_ADDRESS__  // which needs a runtime of its own
-  const Lines all = outputOf("readelf -dW " + library + " | grep NEEDED");
+  const Lines all = outputOf("readelf -dW '" + library + "' | grep NEEDED");
   EXPECT_FALSE(all.empty());
   for (const auto& needed : all) {
     const bool isCLibrary = needed.find("[libc.so.6]") != std::string::npos ||

@@ -30,8 +30,7 @@ for words in 'login -p' 'login -x' 'login' '-l status -wy' '--version' '-d' '-Z 
   # shellcheck disable=SC2086 # words
   shows "[${words// /][}]" $words
 done
-equal '[unedit][--][a]no' \
-  "$(echo no | CVS_GNU_CLIENT=$scratch/show "$adapter" unedit -w a)"
+equal '[unedit][--][a]no' "$(echo no | CVS_GNU_CLIENT=$scratch/show "$adapter" unedit -w a)"
 equal '[unedit][--][a]' "$(CVS_GNU_CLIENT=$scratch/show "$adapter" unedit -w a 2>&1 <&-)"
 
 # No client, or itself as the client; under the client's name it needs another one.
@@ -59,6 +58,9 @@ cancel() {
     9>"$scratch/lock" </dev/null >"$scratch/said" 2>&1 &
   adapter_id=$!
   await_text "$2" || fail "${*:3} did not begin: $(cat "$scratch/said")"
+  # Others can read a command line, so no second one may hold the password.
+  [[ $* != *p4ss* ]] ||
+    equal "/proc/$adapter_id/cmdline" "$(grep -ls 'p4s[s]' /proc/[0-9]*/cmdline)"
   kill -s "$1" "$adapter_id"
   flock -w 2 "$scratch/lock" true || fail "SIG$1 left something of ${*:3}"
   kill -KILL "$adapter_id"
@@ -93,7 +95,7 @@ command -v cvs >/dev/null || skip 'there is no cvs client on this machine'
 start_server "SYSTEM:cat >>'$scratch/heard'" 2>"$scratch/reason" || skip "$(cat "$scratch/reason")"
 silent=:pserver:ann@127.0.0.1:$server_port/repository
 for signal in HUP INT QUIT TERM; do
-  cancel "$signal" "$scratch/heard" -d "$silent" login -p secret
+  cancel "$signal" "$scratch/heard" -d "$silent" login -p p4ssword
 done
 # shellcheck disable=SC2016 # for the shell that runs it
 printf '%s\n' 'exec 9>"$scratch/lock"' 'flock 9' \

@@ -136,13 +136,13 @@ Lines outputOf(const std::string& command) {
 TEST(Library, ExportsTwoNamesAndNeedsOnlyTheLanguagesOwn) {
   const std::string library = PROVIDER_LIBRARY;
   EXPECT_EQ(readFile(library)[EI_CLASS], sizeof(void*) == 4 ? ELFCLASS32 : ELFCLASS64);
-  EXPECT_EQ(outputOf("nm -D --defined-only -P " + library + " | cut -d' ' -f1 | sort"),
+  EXPECT_EQ(outputOf("nm -D --defined-only -P '" + library + "' | cut -d' ' -f1 | sort"),
             (Lines{"AllocateSourceCodeControlSystemInterface",
                    "ReleaseSourceCodeControlSystemInterface"}));
 #ifndef __SANITIZE_ADDRESS__  // which needs a runtime of its own
   // The runtime that the host's own code uses, too: exceptions pass from one to the other.
   EXPECT_EQ(
-      outputOf("readelf -dW " + library + " | sed -n 's/.*NEEDED.*\\[\\(.*\\)\\]/\\1/p' | sort"),
+      outputOf("readelf -dW '" + library + "' | sed -n 's/.*NEEDED.*\\[\\(.*\\)\\]/\\1/p' | sort"),
       (Lines{"libc.so.6", "libgcc_s.so.1", "libstdc++.so.6"}));
 #endif
 }

@@ -29,8 +29,9 @@ int CVSInterface::runCVSCommand(Process& process, const std::string& command,
   for (const auto& option : commandOptions) arguments.push_back(option.c_str());
   for (const auto& file : files) arguments.push_back(file.c_str());
 
-  const int result = process.run(std::move(arguments), true, workingDirectory.c_str(), true, true,
-                                 true, false, true);
+  const int result =
+      process.run(std::move(arguments), /*wait=*/true, workingDirectory.c_str(), true,
+                  /*captureOutput=*/true, /*captureErrors=*/true, false, true);
   if (result != 0 || !process.errorLines.empty()) {
     std::string text;
     for (const char* line : process.errorLines) {

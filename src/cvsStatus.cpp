@@ -67,27 +67,36 @@ Heading readHeading(std::string_view line) {
   return {cutFileName(line, file, status), findStatusKind(line.substr(region))};
 }
 
-void parseStatusLines(FileStatusMap& statusMap, const std::vector<std::string_view>& lines) {
-  constexpr std::size_t workingRevisionLine = 2, repositoryRevisionLine = 3, blockLines = 5;
-  CVSFileStatus record;           // not reset: a block without a revision keeps the one before
+constexpr std::size_t workingRevisionLine = 2, repositoryRevisionLine = 3, blockLines = 5;
+
+// Reads a block from its first line on. A revision that it lacks stays as it was.
+template <typename Iterator>
+void readBlock(Iterator line, const StatusKind& status, CVSFileStatus& record) {
+  record.modified = status.modified;
+  record.outOfDate = status.outOfDate;
+  record.statusText = status.text;
+  std::advance(line, workingRevisionLine);
+  readRevision(*line, workingRevisionLabel, record.workingRevision);
+  std::advance(line, repositoryRevisionLine - workingRevisionLine);
+  readRevision(*line, repositoryRevisionLabel, record.repositoryRevision);
+}
+
+// Reads `count` lines, wherever they are: as they came from the client, there may be very many.
+template <typename Iterator>
+void parseStatusLines(FileStatusMap& statusMap, Iterator line, std::size_t count) {
+  CVSFileStatus record;           // one for all, as blocks hand their revisions on
   auto next = statusMap.begin();  // where the next name belongs, as the client sorts them
-  std::size_t i = 0;
-  while (i + repositoryRevisionLine < lines.size()) {
-    const auto [name, status] = readHeading(lines[i]);
-    if (status == nullptr) {
-      ++i;
-      continue;
+  while (count > repositoryRevisionLine) {
+    const auto [name, status] = readHeading(*line);
+    if (status != nullptr) {
+      readBlock(line, *status, record);
+      // Moved there: a record changes as a whole, or not at all when memory runs out.
+      next = statusMap.insert_or_assign(next, std::string(name), CVSFileStatus(record));
+      ++next;
     }
-    record.modified = status->modified;
-    record.outOfDate = status->outOfDate;
-    record.statusText = status->text;
-    readRevision(lines[i + workingRevisionLine], workingRevisionLabel, record.workingRevision);
-    readRevision(lines[i + repositoryRevisionLine], repositoryRevisionLabel,
-                 record.repositoryRevision);
-    // A copy that is moved there: a record is replaced whole, or not when memory runs out.
-    const auto stored = statusMap.insert_or_assign(next, std::string(name), CVSFileStatus(record));
-    next = std::next(stored);
-    i += blockLines;
+    const std::size_t step = status == nullptr ? 1 : std::min(blockLines, count);
+    std::advance(line, step);
+    count -= step;
   }
 }
 
@@ -95,7 +104,7 @@ void parseStatusLines(FileStatusMap& statusMap, const std::vector<std::string_vi
 
 bool CVSInterface::parseStatusOutput(FileStatusMap* statusMap,
                                      const std::vector<std::string>& lines) {
-  parseStatusLines(*statusMap, {lines.begin(), lines.end()});
+  parseStatusLines(*statusMap, lines.begin(), lines.size());
   return true;
 }
 
@@ -113,8 +122,16 @@ void CVSInterface::parseEditorsOutput(const std::string&, FileStatusMap* statusM
 
 std::string CVSInterface::getLocalDirectory(const std::string& path, std::string& fileName) {
   const std::size_t slash = path.rfind('/');
-  fileName = slash == path.npos ? path : path.substr(slash + 1);
-  return slash == path.npos ? localRoot : localRoot + '/' + path.substr(0, slash);
+  if (slash == path.npos) {
+    fileName = path;
+    return localRoot;
+  }
+  fileName.assign(path, slash + 1, path.npos);
+  // One allocation, as every answer from the cache comes by here.
+  std::string directory(localRoot.size() + 1 + slash, '/');
+  directory.replace(0, localRoot.size(), localRoot);
+  directory.replace(localRoot.size() + 1, slash, path, 0, slash);
+  return directory;
 }
 
 CVSFileStatus* CVSInterface::getFileStatus(const std::string& path) {
@@ -133,7 +150,7 @@ FileStatusMap* CVSInterface::readDirectory(const std::string& directory) {
   {
     Process process;  // whose lines are parsed where they are: they may be very many
     if (runCVSCommand(process, "status", {}, {"-l"}, directory, {}) != 0) return nullptr;
-    parseStatusLines(*statusMap, {process.outputLines.begin(), process.outputLines.end()});
+    parseStatusLines(*statusMap, process.outputLines.begin(), process.outputLines.size());
   }
   std::vector<std::string> lines;
   if (checkOutSupported() && executeCVSCommand("editors", {}, {"-l"}, directory, {}, lines) == 0) {

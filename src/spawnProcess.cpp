@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -99,16 +98,6 @@ void readWhatIsReady(int fd, BufferList& chunks, int mostReads) {
   }
 }
 
-// Asks for large pages for a large array, which take far less time to come by. Only where the
-// allocator surely maps it on its own: elsewhere the advice would outlast the array.
-void adviseLargePages(char* array, std::size_t size) {
-  constexpr std::size_t mappedOnItsOwn = 32 << 20;
-  if (size < mappedOnItsOwn) return;
-  void* page = array;
-  std::align(static_cast<std::size_t>(sysconf(_SC_PAGESIZE)), 1, page, size);
-  madvise(page, size, MADV_HUGEPAGE);
-}
-
 // Joins the chunks into one array, freeing each once copied, cuts it in place into NUL-terminated
 // lines appended to `lines`, and returns the array; null when there was nothing.
 std::unique_ptr<char[]> bufferListToStringList(BufferList& chunks, std::list<const char*>& lines) {
@@ -120,7 +109,6 @@ std::unique_ptr<char[]> bufferListToStringList(BufferList& chunks, std::list<con
   }
 
   std::unique_ptr<char[]> joined(new char[total + 1]);
-  adviseLargePages(joined.get(), total);
   char* end = joined.get();
   for (; !chunks.empty(); chunks.pop_front()) {
     end = std::copy_n(chunks.front().second.get(), chunks.front().first, end);
@@ -219,10 +207,12 @@ void restoreSignals(const sigset_t& mask) {
   _exit(failedExitCode);
 }
 
-// Starts a child on the program, which gets `mask`; returns its process id, or -1. The fork is one
-// that copies nothing: copying the page tables of a large host takes longer than a command. Until
-// the program has started this thread stands still and the child uses its memory, so that only
-// async-signal-safe calls are allowed there, and no handler of the host's may run.
+// Starts a child on the program, with `mask` as its signal mask; returns its process id, or -1.
+//
+// vfork copies nothing, while fork copies the page tables, which takes longer than a command where
+// the host is large. Until the program has started this thread stands still and the child uses its
+// memory. Only async-signal-safe calls are allowed there, and no handler of the host's may run.
+// posix_spawn does the same, but refuses a program without "#!", which execvp gives to the shell.
 pid_t startProgram(char* const* arguments, const char* directory, int output, int errors,
                    const sigset_t& mask) {
   const HeldSignals held(allSignals());
@@ -252,9 +242,9 @@ class Child {
   bool reap(int options) {
     if (id_ == -1) return true;
     int status = 0;
-    const pid_t ended = retryInterrupted([&] { return waitpid(id_, &status, options); });
-    if (ended == 0) return false;
-    if (ended == id_ && WIFEXITED(status)) {
+    const pid_t reaped = retryInterrupted([&] { return waitpid(id_, &status, options); });
+    if (reaped == 0) return false;
+    if (reaped == id_ && WIFEXITED(status)) {
       exitCode_ = static_cast<std::int8_t>(WEXITSTATUS(status));
     }
     id_ = -1;

@@ -73,41 +73,42 @@ TEST_F(Boundary, HasEveryOperationAtItsPlace) {
   EXPECT_TRUE(host->refreshDirectoriesList(nullptr));
   EXPECT_STREQ(host->getLastErrorCommand(), "");
   EXPECT_STREQ(host->getLastError(), "");
-  EXPECT_EQ(calls(), Lines{});
+  EXPECT_EQ(takeCalls(), Lines{});
 
   reply("status", 0, statusBlock("a", "Up-to-date"));
   EXPECT_TRUE(host->status("a", flag, flag, flag, flag, text, text, text));
   EXPECT_TRUE(host->saved("a"));
   EXPECT_TRUE(host->refresh());
-  EXPECT_EQ(calls(), (Lines{".$ status|-l", ".$ editors|-l", ".$ status|-l|a", ".$ editors|a"}));
+  EXPECT_EQ(takeCalls(),
+            (Lines{".$ status|-l", ".$ editors|-l", ".$ status|-l|a", ".$ editors|a"}));
   EXPECT_TRUE(host->addFile("b", nullptr));
   EXPECT_TRUE(host->getFile("c", true));
   EXPECT_TRUE(host->getTo("d", "1.1", (scratch.path() + "/to").c_str()));
   EXPECT_TRUE(host->undoCheckout("f", false));
   host->preMulti();
   EXPECT_TRUE(host->checkin("g", "m"));
-  EXPECT_EQ(calls(), (Lines{".$ add|b", ".$ commit|-m|no comment|b", ".$ update|c",
-                            ".$ update|-p|-r|1.1|d", ".$ unedit|-w|-y|f"}));
+  EXPECT_EQ(takeCalls(), (Lines{".$ add|b", ".$ commit|-m|no comment|b", ".$ update|c",
+                                ".$ update|-p|-r|1.1|d", ".$ unedit|-w|-y|f"}));
   EXPECT_TRUE(host->postMulti());
-  EXPECT_EQ(calls(), Lines{".$ commit|-m|m|g"});
+  EXPECT_EQ(takeCalls(), Lines{".$ commit|-m|m|g"});
   EXPECT_TRUE(host->checkout("e", nullptr, false));
-  EXPECT_EQ(calls(), (Lines{".$ status|-l", ".$ editors|-l", ".$ edit|e", ".$ status|-l|e",
-                            ".$ editors|e"}));
+  EXPECT_EQ(takeCalls(), (Lines{".$ status|-l", ".$ editors|-l", ".$ edit|e", ".$ status|-l|e",
+                                ".$ editors|e"}));
 
   reply("rls", 0, "D/x////\n");
   EXPECT_EQ(host->iterateRemoteDirectory("p", true), 1);
   EXPECT_STREQ(host->getRemoteDirectoryEntry(), "x");
   EXPECT_TRUE(host->createDirectory("p", "n"));
-  calls();
+  takeCalls();
   EXPECT_TRUE(host->setOption("Environment/Source Code Control/CVSLoginRequired", "Yes"));
   reply("login", 1, "", "refused\n");
   EXPECT_FALSE(host->login("u", "p", root));
   EXPECT_STREQ(host->getLastErrorCommand(), "login");
   EXPECT_STREQ(host->getLastError(), "refused");
   EXPECT_TRUE(host->logout());
-  EXPECT_EQ(calls(), (Lines{"host$ login|-p|p", "host$ logout"}));
+  EXPECT_EQ(takeCalls(), (Lines{"host$ login|-p|p", "host$ logout"}));
   EXPECT_TRUE(host->setRootsCheckingOut((scratch.path() + "/new").c_str(), "m"));
-  EXPECT_EQ(calls(), Lines{".$ checkout|-l|-d|new|m"});
+  EXPECT_EQ(takeCalls(), Lines{".$ checkout|-l|-d|new|m"});
 }
 
 TEST_F(Boundary, GivesIndependentObjectsThatKnowTheirType) {

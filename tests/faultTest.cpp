@@ -187,7 +187,7 @@ class Faults : public ProviderTest {
     EXPECT_TRUE(happened ? !thrown || planned.function == "new" : result);
     EXPECT_EQ(countDescriptors(), descriptors);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
-    const Lines made = calls(), done = deedsOf(made);
+    const Lines made = takeCalls(), done = deedsOf(made);
     EXPECT_TRUE(!result || done == wanted) << ::testing::PrintToString(done);
 
     const std::string command = host->getLastErrorCommand(), text = host->getLastError();
@@ -197,7 +197,7 @@ class Faults : public ProviderTest {
     if (thrown) operation.check(*host, made);
     EXPECT_TRUE(operation.run(*host));
     library.release(host);
-    deedsOf(calls());
+    deedsOf(takeCalls());
     return happened;
   }
 
@@ -216,13 +216,13 @@ TEST_F(Faults, FailOneCallAndLoseNothing) {
   // What did not join takes nothing with it into the batch.
   const auto joinedNothing = [this](Interface& p, const Lines&) {
     EXPECT_TRUE(p.checkin("z", "Z") && p.postMulti());
-    EXPECT_EQ(calls().front(), ".$ commit|-m|Z|z");
+    EXPECT_EQ(takeCalls().front(), ".$ commit|-m|Z|z");
   };
   // A batch whose command succeeded, and which was reading the status since, is closed.
   const auto ranOnce = [this](Interface& p, const Lines& made) {
     if (made.size() < 4) return;
     EXPECT_TRUE(p.postMulti());
-    EXPECT_EQ(calls(), Lines{});
+    EXPECT_EQ(takeCalls(), Lines{});
   };
   const std::string new_ = scratch.path() + '/' + longName, deep = "new/" + longName;
   const char* const name = longName.c_str();
@@ -285,7 +285,7 @@ TEST_F(Faults, FailOneCallAndLoseNothing) {
     SCOPED_TRACE(operation.name);
     Interface* host = makeProvider();
     EXPECT_TRUE(operation.run(*host));
-    const Lines wanted = deedsOf(calls());
+    const Lines wanted = deedsOf(takeCalls());
     library.release(host);
     for (const char* function : functions) {
       SCOPED_TRACE(function);

@@ -10,25 +10,28 @@ TEST_F(Operations, StoresSettings) {
     const char* key;
     const char* value;
     bool stored;
-    const char* root;
-    bool edits;
+    const char* repository;
+    std::optional<bool> edits;  // none: as before
   } cases[] = {
-      {"Environment/Source Code Control/CVSRoot", ":ext:a", true, ":ext:a", false},
-      {"Environment/Source Code Control/cvsroot", "b", false, ":ext:a", false},
-      {"Environment/Source Code Control/CVSRoot ", "b", false, ":ext:a", false},
-      {"CVSRoot", "b", false, ":ext:a", false},
-      {nullptr, "b", false, ":ext:a", false},
-      {"Environment/Source Code Control/CVSEditSupported", "Yes", true, ":ext:a", true},
-      {"Environment/Source Code Control/CVSEditSupported", "yes", true, ":ext:a", false},
-      {"Environment/Source Code Control/CVSEditSupported", "Yes ", true, ":ext:a", false},
-      {"Environment/Source Code Control/CVSEditSupported", "Yes", true, ":ext:a", true},
-      {"Environment/Source Code Control/CVSEditSupported", nullptr, true, ":ext:a", false},
-      {"Environment/Source Code Control/CVSRoot", nullptr, true, "", false},
+      {"Environment/Source Code Control/CVSRoot", ":ext:a", true, ":ext:a", {}},
+      {"Environment/Source Code Control/CVSRoot", nullptr, true, "", {}},
+      {"Environment/Source Code Control/cvsroot", "b", false, root, {}},
+      {"Environment/Source Code Control/CVSRoot ", "b", false, root, {}},
+      {"CVSRoot", "b", false, root, {}},
+      {nullptr, "b", false, root, {}},
+      {"Environment/Source Code Control/CVSEditSupported", "Yes", true, root, true},
+      {"Environment/Source Code Control/CVSEditSupported", "yes", true, root, false},
+      {"Environment/Source Code Control/CVSEditSupported", "Yes ", true, root, false},
+      {"Environment/Source Code Control/CVSEditSupported", nullptr, true, root, false},
   };
   for (const auto& [key, value, stored, repository, edits] : cases) {
-    EXPECT_EQ(provider.setOption(key, value), stored) << key;
-    EXPECT_STREQ(provider.getRepositoryListEntry(), repository);
-    EXPECT_EQ(provider.checkOutSupported(), edits) << value;
+    for (const bool before : {false, true}) {
+      set("CVSRoot", root);
+      set("CVSEditSupported", before ? "Yes" : "No");
+      EXPECT_EQ(provider.setOption(key, value), stored) << key;
+      EXPECT_STREQ(provider.getRepositoryListEntry(), repository);
+      EXPECT_EQ(provider.checkOutSupported(), edits.value_or(before)) << value;
+    }
   }
 }
 
@@ -59,25 +62,28 @@ TEST_F(Operations, RunTheirCommands) {
        {".$ unedit|-y|src/a.c", ".$ update|-C|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.iterateRemoteDirectory("lib/proj", true) == 0; },
        {"host$ -q|rls|-e|lib/proj"}},
-      // The roots do not touch the cache, which logout drops.
-      {[this](auto& p) { return p.setRoots("/usr", "x") || p.setRoots(scratch.path().c_str()); },
-       {"/$ checkout|-l|-d|usr|x"}},
-      {[this](auto&) { return known("src/x"); }, {}},
-      {[](auto& p) { return p.logout(); }, {}},
-      {[this](auto&) { return known("src/x"); }, {"./src$ status|-l"}},
   };
   set("CVSLoginRequired", "yes");  // which is not "Yes"
   reply("status", 0, statusBlock("x", "Up-to-date"));
-  reply("checkout", 1);
   ASSERT_TRUE(known("src/x"));
-  calls();
+  takeCalls();
   for (const auto& [operation, commands] : cases) {
     EXPECT_TRUE(operation(provider)) << ::testing::PrintToString(commands);
-    EXPECT_EQ(calls(), commands);
+    EXPECT_EQ(takeCalls(), commands);
   }
   set("CVSLoginRequired", "Yes");
   EXPECT_TRUE(provider.login("u", "", root) && provider.logout());
-  EXPECT_EQ(calls(), (Lines{"host$ login|-p|", "host$ logout"}));
+  EXPECT_EQ(takeCalls(), (Lines{"host$ login|-p|", "host$ logout"}));
+}
+
+TEST_F(Operations, KeepTheCacheUntilTheLogout) {
+  reply("status", 0, statusBlock("x", "Up-to-date"));
+  ASSERT_TRUE(known("src/x"));
+  EXPECT_TRUE(provider.setRoots("/usr", "x") && provider.setRoots(scratch.path().c_str()));
+  EXPECT_TRUE(known("src/x"));
+  EXPECT_EQ(takeCalls(), (Lines{"./src$ status|-l", "/$ checkout|-l|-d|usr|x"}));
+  EXPECT_TRUE(provider.logout() && known("src/x"));
+  EXPECT_EQ(takeCalls(), Lines{"./src$ status|-l"});
 }
 
 TEST_F(Operations, StopAtTheFirstFailureAndKeepTheClientsWords) {
@@ -108,11 +114,11 @@ TEST_F(Operations, StopAtTheFirstFailureAndKeepTheClientsWords) {
   set("CVSLoginRequired", "Yes");
   reply("status", 0, statusBlock("a.c", "Locally Modified"));
   ASSERT_TRUE(known("src/a.c"));  // cached: what succeeds would read it again
-  calls();
+  takeCalls();
   for (const auto& [failing, operation, commands] : cases) {
     reply(failing, 2, "output\n", std::string("\nthe words of\n") + failing);
     EXPECT_FALSE(operation(provider)) << failing;
-    EXPECT_EQ(calls(), commands);
+    EXPECT_EQ(takeCalls(), commands);
     EXPECT_EQ(provider.getLastErrorCommand(),
               std::string(failing, 0, std::string(failing).find(':')));
     EXPECT_EQ(provider.getLastError(), std::string("the words of\n") + failing);
@@ -142,7 +148,7 @@ TEST_F(Operations, KeepTheLastErrorUntilTheNext) {
   EXPECT_EQ(run(), -56);
   EXPECT_STREQ(provider.getLastError(), "");
   EXPECT_EQ(output, Lines{"out"});
-  EXPECT_EQ(calls().back(), "host$ -g|x|-o|f");
+  EXPECT_EQ(takeCalls().back(), "host$ -g|x|-o|f");
   const std::string slow = scratch.write("slow", "#!/bin/sh\nexec >&- 2>&-; sleep 0.1; exit 3");
   std::filesystem::permissions(slow, std::filesystem::perms::owner_all);
   set("CVSExecutable", slow);
@@ -169,7 +175,7 @@ TEST_F(Operations, RefuseNullPointersAndRunNothing) {
   for (const auto& operation : cases) EXPECT_FALSE(operation(provider));
   EXPECT_FALSE(known(nullptr));
   EXPECT_TRUE(provider.postMulti());
-  EXPECT_EQ(calls(), Lines{});
+  EXPECT_EQ(takeCalls(), Lines{});
   EXPECT_STREQ(provider.getLocalRoot(), scratch.path().c_str());
   EXPECT_TRUE(provider.login(nullptr, nullptr, nullptr));
   EXPECT_STREQ(provider.getRepositoryListEntry(), "");
@@ -230,10 +236,10 @@ TEST_F(Operations, TakeTheProvidersOwnStrings) {
       reply(command, 0, command[0] == 's' ? statusBlock("a", "Needs Patch") : "", command + path);
     }
     std::filesystem::remove(path + "-said");
-    calls();
+    takeCalls();
     const char* string = hand(fresh);
     const bool result = use(fresh, copied ? std::string(string).c_str() : string);
-    Lines seen = calls();
+    Lines seen = takeCalls();
     for (auto& call : seen) {
       if (call.find("import|") != call.npos) call.erase(0, call.find('$'));
     }
@@ -284,7 +290,7 @@ TEST_F(Operations, CheckOutANewRoot) {
                {here + "/missing/proj", false, {}}};
   for (const auto& [local, result, commands] : cases) {
     EXPECT_EQ(provider.setRoots(local.c_str(), "lib/p"), result) << local;
-    EXPECT_EQ(calls(), commands);
+    EXPECT_EQ(takeCalls(), commands);
     EXPECT_EQ(provider.getLocalRoot(), '/' + local);
     EXPECT_STREQ(provider.getRemoteRoot(), "lib/proj");
   }
@@ -308,9 +314,9 @@ TEST_F(Operations, ListTheRepository) {
 
   // A name of one listing is a fit argument for the next.
   provider.iterateRemoteDirectory("p", true);
-  calls();
+  takeCalls();
   provider.iterateRemoteDirectory(provider.getRemoteDirectoryEntry(), true);
-  EXPECT_EQ(calls(), Lines{"host$ -q|rls|-e|docs"});
+  EXPECT_EQ(takeCalls(), Lines{"host$ -q|rls|-e|docs"});
   reply("rls", 1, "D/docs////\n");
   EXPECT_EQ(list("p", true), Lines{});
 }
@@ -337,23 +343,22 @@ TEST_F(Operations, WriteARevisionWholeOrNotAtAll) {
 
 TEST_F(Operations, ImportANewDirectoryFromAnEmptyOne) {
   const struct {
+    const char* user;
     const char* parent;
     const char* name;
-    const char* path;
-  } cases[] = {{"lib", "docs", "lib/docs"},
-               {nullptr, "docs", "docs"},
-               {"", "docs", "/docs"},
-               {"lib/", "docs", "lib//docs"}};
-  std::string user;
-  for (const auto& [parent, name, path] : cases) {
+    const char* arguments;
+  } cases[] = {{nullptr, "lib", "docs", "lib/docs||start"},
+               {"u", nullptr, "docs", "docs|u|start"},
+               {"v", "", "docs", "/docs|v|start"},
+               {"w", "lib/", "docs", "lib//docs|w|start"}};
+  for (const auto& [user, parent, name, arguments] : cases) {
+    if (user != nullptr) provider.login(user, nullptr, root);
     EXPECT_TRUE(provider.createDirectory(parent, name));
-    const std::string call = calls().at(0);
+    const std::string call = takeCalls().at(0);
     const std::string directory = call.substr(0, call.find(' '));
-    EXPECT_EQ(call.substr(directory.size()), " (empty, private)$ import|-m|Quillmarsh Generated|" +
-                                                 std::string(path) + '|' + user + "|start");
+    EXPECT_EQ(call.substr(directory.size()),
+              std::string(" (empty, private)$ import|-m|Quillmarsh Generated|") + arguments);
     EXPECT_FALSE(std::filesystem::exists(directory)) << directory;
-    user += 'u';
-    provider.login(user.c_str(), nullptr, root);
   }
   reply("import", 1);
   EXPECT_FALSE(provider.createDirectory(nullptr, "docs"));
@@ -366,14 +371,14 @@ TEST_F(Operations, AddNewDirectoriesFromTheTopDown) {
     ASSERT_TRUE(known(file));
   }
   scratch.write("src/new/deep/x.c", "");
-  calls();
+  takeCalls();
   EXPECT_TRUE(provider.addFile("src/new/deep/x.c", "m"));
-  EXPECT_EQ(calls(), (Lines{"./src$ add|new", "./src/new$ add|deep", "./src/new/deep$ add|x.c",
-                            ".$ commit|-m|m|src/new/deep/x.c"}));
+  EXPECT_EQ(takeCalls(), (Lines{"./src$ add|new", "./src/new$ add|deep", "./src/new/deep$ add|x.c",
+                                ".$ commit|-m|m|src/new/deep/x.c"}));
   EXPECT_TRUE(known("src/x.c"));
-  EXPECT_EQ(calls(), Lines{});  // only added directories are read again
+  EXPECT_EQ(takeCalls(), Lines{});  // only added directories are read again
   EXPECT_TRUE(known("src/new/x.c"));
-  EXPECT_EQ(calls(), Lines{"./src/new$ status|-l"});
+  EXPECT_EQ(takeCalls(), Lines{"./src/new$ status|-l"});
 }
 
 TEST_F(Operations, EditCleanOnlyWhatIsModified) {
@@ -388,15 +393,15 @@ TEST_F(Operations, EditCleanOnlyWhatIsModified) {
                {"dirty", true, {".$ update|-C|dirty", ".$ edit|dirty"}}};
   provider.preMulti();  // which neither joins
   ASSERT_TRUE(known("clean"));
-  calls();
+  takeCalls();
   for (const auto& [file, clean, commands] : cases) {
     EXPECT_TRUE(provider.checkout(file, nullptr, clean));
     Lines expected = commands;
     expected.push_back(std::string(".$ status|-l|") + file);
-    EXPECT_EQ(calls(), expected);
+    EXPECT_EQ(takeCalls(), expected);
   }
   EXPECT_TRUE(provider.postMulti());
-  EXPECT_EQ(calls(), Lines{});
+  EXPECT_EQ(takeCalls(), Lines{});
 }
 
 // One step of a bracket: what is called, what it returns, and what it runs.
@@ -412,7 +417,7 @@ class Batches : public ProviderTest {
     provider.preMulti();
     for (std::size_t i = 0; i < steps.size(); ++i) {
       EXPECT_EQ(steps[i].operation(provider), steps[i].result) << "step " << i;
-      EXPECT_EQ(calls(), steps[i].commands) << "step " << i;
+      EXPECT_EQ(takeCalls(), steps[i].commands) << "step " << i;
     }
   }
 
@@ -484,19 +489,19 @@ TEST_F(Batches, StayOpenAndWholeAfterAFailure) {
   reply("status", 0, statusBlock("x", "Up-to-date"));
   ASSERT_TRUE(known("src/x"));
   EXPECT_TRUE(provider.checkin("src/x", "X") && provider.checkin("src/x", "X"));
-  calls();
+  takeCalls();
   EXPECT_TRUE(provider.postMulti());
-  EXPECT_EQ(calls(),
+  EXPECT_EQ(takeCalls(),
             (Lines{".$ commit|-m|A|a|b|src/x|src/x", "./src$ status|-l|x", "./src$ status|-l|x"}));
   EXPECT_TRUE(provider.checkin("c", "C"));
-  EXPECT_EQ(calls(), Lines{".$ commit|-m|C|c"});
+  EXPECT_EQ(takeCalls(), Lines{".$ commit|-m|C|c"});
 }
 
 TEST_F(Batches, HoldAThousandFilesAndSurviveTooMany) {
   provider.preMulti();
   for (int i = 0; i < 1000; ++i) provider.checkin(("file" + std::to_string(i)).c_str(), "m");
   EXPECT_TRUE(provider.postMulti());
-  const Lines one = calls();
+  const Lines one = takeCalls();
   ASSERT_EQ(one.size(), 1u);
   EXPECT_EQ(std::count(one[0].begin(), one[0].end(), '|'), 1002);
 
@@ -507,7 +512,7 @@ TEST_F(Batches, HoldAThousandFilesAndSurviveTooMany) {
   EXPECT_STREQ(provider.getLastErrorCommand(), "commit");
   reply("status", 0, statusBlock("x", "Up-to-date"));
   EXPECT_TRUE(known("x"));  // and released with the batch pending and the cache filled
-  EXPECT_EQ(calls(), Lines{".$ status|-l"});
+  EXPECT_EQ(takeCalls(), Lines{".$ status|-l"});
 }
 
 TEST(SplitString, CutsTokens) {

@@ -143,6 +143,10 @@ TEST(Process, FailsWhenNothingCanBeRun) {
 TEST(Process, StartsTheChildWhereAndWithWhatItIsTold) {
   EXPECT_EQ(Outcome(Argv{"pwd"}, true, "/usr").output, Lines{"/usr"});
   EXPECT_EQ(Outcome(Argv{"pwd"}, true, "").output, Lines{std::filesystem::current_path()});
+  const ScratchDirectory scratch;  // a program that does not name its interpreter is the shell's
+  const std::string plain = scratch.write("plain", "echo \"$1\"");
+  std::filesystem::permissions(plain, std::filesystem::perms::owner_all);
+  EXPECT_EQ(Outcome(Argv{plain.c_str(), "a b"}).output, Lines{"a b"});
   EXPECT_EQ(Outcome(Argv{"printf", "%s|", "", " a  b ", "$HOME", "'*'"}).output,
             Lines{"| a  b |$HOME|'*'|"});
 }
@@ -150,33 +154,34 @@ TEST(Process, StartsTheChildWhereAndWithWhatItIsTold) {
 TEST(Process, LeavesStreamsAloneUnlessItCapturesBoth) {
   const ScratchDirectory scratch;
   const std::string file = scratch.path() + "/out";
-  const int result = inFork([&] {
-    if (freopen(file.c_str(), "w", stdout) == nullptr) return 1;
-    Process process;
-    process.run({"echo", "text"}, true, nullptr, true, true, false, false, true);
-    return process.outputLines.empty() ? 0 : 2;
-  });
-  EXPECT_EQ(result, 0);
+  EXPECT_EQ(inFork([&] {
+              if (freopen(file.c_str(), "w", stdout) == nullptr) return "nowhere to write";
+              Process process;
+              process.run({"echo", "text"}, true, nullptr, true, true, false, false, true);
+              return process.outputLines.empty() ? "" : "lines were collected";
+            }),
+            "");
   EXPECT_EQ(readFile(file), "text\n");
 }
 
 TEST(Process, SurvivesClosedStandardDescriptors) {
   for (int mask = 0; mask < 8; ++mask) {
-    const int result = inFork([mask] {
+    const auto wrong = inFork([mask] {
       for (int fd = 0; fd < 3; ++fd) {
         if (mask & 1 << fd) close(fd);
       }
       close_range(3, ~0U, 0);
       const Outcome run("echo out; echo err >&2; exit 7");
-      if (run.result != 7) return 1;
-      if (run.output != Lines{"out"} || run.errors != Lines{"err"}) return 2;
+      if (run.result != 7) return "the exit code";
+      if (run.output != Lines{"out"} || run.errors != Lines{"err"}) return "what was collected";
       for (int fd = 0; fd < 3; ++fd) {
-        if ((fcntl(fd, F_GETFD) == -1) != ((mask & 1 << fd) != 0)) return 3;
+        if ((fcntl(fd, F_GETFD) == -1) != ((mask & 1 << fd) != 0)) return "the host's descriptors";
       }
       // The child has its three, and the one for looking; nothing of what the runner opened.
-      return Outcome(Argv{"ls", "/proc/self/fd"}).output.size() == (mask & 1 ? 3 : 4) ? 0 : 4;
+      const Outcome child(Argv{"ls", "/proc/self/fd"});
+      return child.output.size() == (mask & 1 ? 3 : 4) ? "" : "the child's descriptors";
     });
-    EXPECT_EQ(result, 0) << "descriptors closed: " << mask;
+    EXPECT_EQ(wrong, "") << "descriptors closed: " << mask;
   }
 }
 
@@ -192,7 +197,7 @@ TEST(Process, SurvivesTheHostsTimers) {
   };
   for (const int flags : {0, SA_RESTART}) {
     for (const auto& [script, bytes] : cases) {
-      const int result = inFork([flags, script = script, bytes = bytes] {
+      const auto wrong = inFork([flags, script = script, bytes = bytes] {
         struct sigaction action = {};
         action.sa_handler = [](int) {};
         action.sa_flags = flags;
@@ -200,17 +205,20 @@ TEST(Process, SurvivesTheHostsTimers) {
         const itimerval often = {{0, 500}, {0, 500}};
         setitimer(ITIMER_REAL, &often, nullptr);
         const Outcome run(script);
-        return run.result == 3 && run.output.size() == 1 && run.output[0].size() == bytes ? 0 : 1;
+        if (run.result != 3) return "the exit code";
+        return run.output.size() == 1 && run.output[0].size() == bytes ? "" : "the output";
       });
-      EXPECT_EQ(result, 0) << script << ", flags " << flags;
+      EXPECT_EQ(wrong, "") << script << ", flags " << flags;
     }
   }
 }
 
 TEST(Process, EndsWithTheChildWhateverBecomesOfItsErrorStream) {
-  const auto late = inFork(
-      [] { return Outcome("exec >&-; head -c 200000 /dev/zero >&2; exit 5").result == 5 ? 0 : 1; });
-  EXPECT_EQ(late, 0);
+  EXPECT_EQ(inFork([] {
+              const Outcome late("exec >&-; head -c 200000 /dev/zero >&2; exit 5");
+              return late.result == 5 ? "" : "the exit code";
+            }),
+            "");
 
   // Grandchildren hold the error stream open, silent or writing without end.
   for (const char* held : {"sleep 20 >/dev/null & echo $!; exit 4",
@@ -232,7 +240,7 @@ TEST(Process, EndsWithTheChildWhateverBecomesOfItsErrorStream) {
 }
 
 TEST(Process, EndsWhenPollFails) {
-  const int result = inFork([] {
+  const auto wrong = inFork([] {
     struct sigaction action = {};
     action.sa_handler = [](int) {
       const rlimit none = {0, 0};  // which makes every later poll fail
@@ -242,25 +250,27 @@ TEST(Process, EndsWhenPollFails) {
     const itimerval once = {{0, 0}, {0, 200000}};
     setitimer(ITIMER_REAL, &once, nullptr);
     const Outcome run("echo early; sleep 0.5; exec head -c 200000 /dev/zero");
-    return run.result == -1 && run.output == Lines{"early"} ? 0 : 1;
+    if (run.result != -1) return "the exit code";
+    return run.output == Lines{"early"} ? "" : "the output";
   });
-  EXPECT_EQ(result, 0);
+  EXPECT_EQ(wrong, "");
 }
 
 TEST(Process, NeverReportsSuccessForAChildItDidNotReap) {
-  const int result = inFork([] {
+  const auto wrong = inFork([] {
     signal(SIGCHLD, SIG_IGN);
     const Outcome run("echo kept; exit 0");
     const Outcome slow("exec >&- 2>&-; sleep 0.1; exit 7");
-    return run.result == -1 && run.output == Lines{"kept"} && slow.result == -1 ? 0 : 1;
+    if (run.result != -1 || slow.result != -1) return "the exit code";
+    return run.output == Lines{"kept"} ? "" : "the output";
   });
-  EXPECT_EQ(result, 0);
+  EXPECT_EQ(wrong, "");
 }
 
 // A handler that reaps whatever has ended, as many hosts have one, while timers interrupt as well.
 TEST(Process, SeesTheEndOfItsChildWhereTheHostReapsEveryOther) {
   for (const int flags : {0, SA_RESTART}) {
-    const int result = inFork([flags] {
+    const auto wrong = inFork([flags] {
       static volatile sig_atomic_t reaped = 0;
       struct sigaction action = {};
       action.sa_flags = flags;
@@ -273,19 +283,19 @@ TEST(Process, SeesTheEndOfItsChildWhereTheHostReapsEveryOther) {
       const itimerval often = {{0, 3000}, {0, 3000}};
       setitimer(ITIMER_REAL, &often, nullptr);
       for (int run = 0; run < manyRuns / 10; ++run) {
-        if (Outcome("exit 7").result != 7) return 1;
+        if (Outcome("exit 7").result != 7) return "the end of a child";
       }
-      if (Outcome("exec >&- 2>&-; sleep 0.1; exit 7").result != 7) return 2;
+      if (Outcome("exec >&- 2>&-; sleep 0.1; exit 7").result != 7) return "the end of a slow child";
       if (fork() == 0) _exit(0);  // one of the host's own
       while (!reaped) pause();
-      return 0;
+      return "";
     });
-    EXPECT_EQ(result, 0) << "flags " << flags;
+    EXPECT_EQ(wrong, "") << "flags " << flags;
   }
 }
 
 TEST(Process, PassesOnOnlyTheSignalsThatAProgramExpects) {
-  const int result = inFork([] {
+  const auto wrong = inFork([] {
     for (const int number : {SIGPIPE, SIGCHLD, SIGUSR1}) signal(number, SIG_IGN);
     sigset_t mask;
     sigemptyset(&mask);
@@ -296,44 +306,46 @@ TEST(Process, PassesOnOnlyTheSignalsThatAProgramExpects) {
     const auto has = [&run](std::size_t line, int number) {
       return (std::stoull(run.output.at(line).substr(7), nullptr, 16) >> (number - 1) & 1) != 0;
     };
-    if (!has(0, SIGUSR2) || has(0, SIGTERM) || has(0, SIGCHLD)) return 1;
-    if (!has(1, SIGUSR1) || has(1, SIGPIPE) || has(1, SIGCHLD)) return 2;
-    if (sigismember(&mask, SIGTERM) || sigismember(&mask, SIGCHLD)) return 3;
-    return sigismember(&mask, SIGUSR2) == 1 ? 0 : 4;
+    if (!has(0, SIGUSR2) || has(0, SIGTERM) || has(0, SIGCHLD)) return "what the child blocks";
+    if (!has(1, SIGUSR1) || has(1, SIGPIPE) || has(1, SIGCHLD)) return "what the child ignores";
+    if (sigismember(&mask, SIGTERM) || sigismember(&mask, SIGCHLD)) return "what stays blocked";
+    return sigismember(&mask, SIGUSR2) == 1 ? "" : "what the host had blocked";
   });
-  EXPECT_EQ(result, 0);
+  EXPECT_EQ(wrong, "");
 }
 
 TEST(Process, LeavesNoChildWhenProcessesOrMemoryRunOut) {
-  const int processes = inFork([] {
+  const auto processes = inFork([] {
     const rlimit none = {0, 0};
     setrlimit(RLIMIT_NPROC, &none);
-    if (geteuid() == 0 && setuid(65534) != 0) return 1;
+    if (geteuid() == 0 && setuid(65534) != 0) return "the limits of root";
     const int descriptors = countDescriptors();
-    return Outcome("exit 0").result == -1 && countDescriptors() == descriptors ? 0 : 2;
+    if (Outcome("exit 0").result != -1) return "the exit code";
+    return countDescriptors() == descriptors ? "" : "descriptors";
   });
-  EXPECT_EQ(processes, 0);
+  EXPECT_EQ(processes, "");
 #ifndef __SANITIZE_ADDRESS__  // which needs more address space than is left here
-  const int memory = inFork([] {
+  const auto memory = inFork([] {
     const rlimit little = {100 << 20, 100 << 20};
     setrlimit(RLIMIT_AS, &little);
     const int descriptors = countDescriptors();
     try {
       const Outcome run("head -c 200000000 /dev/zero");
-      return 1;
+      return "there is enough";
     } catch (const std::bad_alloc&) {
     }
     sigset_t held;
     sigprocmask(SIG_SETMASK, nullptr, &held);
-    if (sigismember(&held, SIGCHLD)) return 2;
-    return waitpid(-1, nullptr, WNOHANG) == -1 && countDescriptors() == descriptors ? 0 : 3;
+    if (sigismember(&held, SIGCHLD)) return "SIGCHLD stays blocked";
+    if (waitpid(-1, nullptr, WNOHANG) != -1) return "a child is left";
+    return countDescriptors() == descriptors ? "" : "descriptors";
   });
-  EXPECT_EQ(memory, 0);
+  EXPECT_EQ(memory, "");
 #endif
 }
 
 TEST(Process, LeaksNothingWhenDescriptorsRunOut) {
-  const int result = inFork([] {
+  const auto wrong = inFork([] {
     const rlimit few = {40, 40};
     setrlimit(RLIMIT_NOFILE, &few);
     int last = 0;
@@ -342,26 +354,26 @@ TEST(Process, LeaksNothingWhenDescriptorsRunOut) {
     for (int available = 1; available <= 4; ++available) {
       close(last--);
       const Outcome run("exit 0");
-      if (run.result != (available < 4 ? -1 : 0)) return available;
+      if (run.result != (available < 4 ? -1 : 0)) return "a run with few";
       for (int fd = last + 1; fd < 40; ++fd) {
-        if (fcntl(fd, F_GETFD) != -1) return 10 + available;
+        if (fcntl(fd, F_GETFD) != -1) return "one is left open";
       }
     }
-    return none.result == -1 ? 0 : 20;
+    return none.result == -1 ? "" : "a run with none";
   });
-  EXPECT_EQ(result, 0);
+  EXPECT_EQ(wrong, "");
 }
 
 TEST(Process, RunsNothingOfTheHostInAChildThatCannotStart) {
   const ScratchDirectory scratch;
   const std::string file = scratch.path() + "/out";
   inFork([&] {
-    if (freopen(file.c_str(), "w", stdout) == nullptr) return 1;
+    if (freopen(file.c_str(), "w", stdout) == nullptr) return "nowhere to write";
     printf("buffered");
     atexit([] { printf("handler"); });
     const Outcome run(Argv{"no-such-program"});
     fflush(stdout);
-    return 0;
+    return "";
   });
   EXPECT_EQ(readFile(file), "buffered");
 }

@@ -146,14 +146,14 @@ TEST_F(StatusCache, ReadsADirectoryOnce) {
   EXPECT_STREQ(working, "1.2");
   EXPECT_STREQ(repository, "1.3");
   EXPECT_TRUE(known("src/b.c"));
-  EXPECT_EQ(calls(), (Lines{"./src$ status|-l", "./src$ editors|-l"}));
+  EXPECT_EQ(takeCalls(), (Lines{"./src$ status|-l", "./src$ editors|-l"}));
 
   EXPECT_TRUE(known("/b.c"));  // not the same entry as b.c
   EXPECT_TRUE(known("b.c"));
-  EXPECT_EQ(calls(), (Lines{".$ status|-l", ".$ editors|-l", ".$ status|-l", ".$ editors|-l"}));
+  EXPECT_EQ(takeCalls(), (Lines{".$ status|-l", ".$ editors|-l", ".$ status|-l", ".$ editors|-l"}));
   EXPECT_TRUE(provider.refresh());
   EXPECT_TRUE(known("src/b.c"));
-  EXPECT_EQ(calls().size(), 2u);
+  EXPECT_EQ(takeCalls().size(), 2u);
 }
 
 TEST_F(StatusCache, AsksTheRepositoryForWhatItHasNoRecordOf) {
@@ -181,7 +181,7 @@ TEST_F(StatusCache, AsksTheRepositoryForWhatItHasNoRecordOf) {
     EXPECT_STREQ(text, isKnown ? "missing" : "kept") << listing;
     EXPECT_STREQ(working, isKnown ? "" : "kept") << listing;
     EXPECT_STREQ(repository, isKnown ? "" : "kept") << listing;
-    EXPECT_EQ(calls().back(), "host$ -q|rls|-e|lib/proj/src/gone.c");
+    EXPECT_EQ(takeCalls().back(), "host$ -q|rls|-e|lib/proj/src/gone.c");
   }
 }
 
@@ -189,11 +189,11 @@ TEST_F(StatusCache, TriesADirectoryAgainThatCouldNotBeRead) {
   reply("status", 1, statusBlock("a.c", "Up-to-date"));
   const Lines both = {"./src$ status|-l", "host$ -q|rls|-e|lib/proj/src/a.c"};
   EXPECT_FALSE(known("src/a.c"));
-  EXPECT_EQ(calls(), both);
+  EXPECT_EQ(takeCalls(), both);
   EXPECT_FALSE(known("src/a.c"));
-  EXPECT_EQ(calls(), both);
+  EXPECT_EQ(takeCalls(), both);
   EXPECT_FALSE(known("no/such/directory/a.c"));
-  EXPECT_EQ(calls(), Lines{"host$ -q|rls|-e|lib/proj/no/such/directory/a.c"});
+  EXPECT_EQ(takeCalls(), Lines{"host$ -q|rls|-e|lib/proj/no/such/directory/a.c"});
 
   // Editors that cannot be read leave the directory cached.
   set("CVSEditSupported", "Yes");
@@ -201,23 +201,23 @@ TEST_F(StatusCache, TriesADirectoryAgainThatCouldNotBeRead) {
   reply("editors", 1, "a.c\tme\tnow\there\t/w\n");
   EXPECT_TRUE(known("src/a.c") && known("src/a.c"));
   EXPECT_FALSE(provider.getFileStatus("src/a.c")->edited);
-  EXPECT_EQ(calls(), (Lines{"./src$ status|-l", "./src$ editors|-l"}));
+  EXPECT_EQ(takeCalls(), (Lines{"./src$ status|-l", "./src$ editors|-l"}));
 }
 
 TEST_F(StatusCache, ReadsOneSavedFileAgain) {
   EXPECT_TRUE(provider.saved("src/a.c"));
-  EXPECT_EQ(calls(), Lines{});  // its directory is read whole when asked for
+  EXPECT_EQ(takeCalls(), Lines{});  // its directory is read whole when asked for
 
   set("CVSEditSupported", "Yes");
   reply("status", 0, statusBlock("a.c", "Up-to-date"));
   reply("editors", 0, "a.c\tme\tnow\there\t/w\n");
   ASSERT_TRUE(known("src/a.c"));
-  calls();
+  takeCalls();
   reply("status:a.c", 0, statusBlock("a.c", "Locally Modified"));
   reply("status:new.c", 0, statusBlock("new.c", "Up-to-date"));
   EXPECT_TRUE(provider.saved("src/a.c") && provider.saved("src/new.c"));
-  EXPECT_EQ(calls(), (Lines{"./src$ status|-l|a.c", "./src$ editors|a.c", "./src$ status|-l|new.c",
-                            "./src$ editors|new.c"}));
+  EXPECT_EQ(takeCalls(), (Lines{"./src$ status|-l|a.c", "./src$ editors|a.c",
+                                "./src$ status|-l|new.c", "./src$ editors|new.c"}));
   EXPECT_TRUE(provider.getFileStatus("src/a.c")->modified);
   EXPECT_TRUE(provider.getFileStatus("src/a.c")->edited);
   EXPECT_NE(provider.getFileStatus("src/new.c"), nullptr);

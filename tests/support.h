@@ -3,10 +3,12 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -57,16 +59,23 @@ inline int countDescriptors() {
   return static_cast<int>(std::distance(begin(all), end(all)));
 }
 
-// Runs a body in a process of its own, which it may spoil; returns its result (0 to 255), or -1
-// when it was killed, as it is after a minute.
-inline int inFork(const std::function<int()>& body) {
+// Runs a body in a process of its own, which it may spoil. Returns what the body found wrong;
+// nothing when all was well. A body that takes longer than a minute is ended.
+inline std::string inFork(const std::function<const char*()>& body) {
+  constexpr std::size_t size = 200;
+  void* shared = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  char* const reason = static_cast<char*>(shared);
   const pid_t child = fork();
   if (child == 0) {
     alarm(60);
-    _exit(body());
+    std::snprintf(reason, size, "%s", body());
+    _exit(0);
   }
-  int status = 0;
-  return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  int status = -1;
+  waitpid(child, &status, 0);
+  const std::string found = status == 0 ? reason : "it did not come to its end";
+  munmap(shared, size);
+  return found;
 }
 
 // The library as a host loads it.
@@ -128,7 +137,7 @@ class ProviderTest : public ::testing::Test {
   // How the client was called since the last time: "DIRECTORY$ COMMAND|ARGUMENT...", where the
   // directory is relative to the working copy, or "host" for the host's own. What every command
   // line begins with is checked and left out.
-  Lines calls() const {
+  Lines takeCalls() const {
     const std::string log = replies.path() + "/calls";
     Lines found;
     std::istringstream text(readFile(log));

@@ -1,128 +1,117 @@
 #include "workload.h"
 
-#include <stdlib.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
-#include <iomanip>
-
-#include "measure.h"
-#include "reference.h"
+#include <stdexcept>
 
 namespace fs = std::filesystem;
 
-namespace {
-
-std::ofstream create(const fs::path& path) {
-  fs::create_directories(path.parent_path());
-  std::ofstream file(path);
-  file.exceptions(std::ios::badbit | std::ios::failbit);
-  return file;
+void demand(bool condition, const std::string& otherwise) {
+  if (!condition) throw std::runtime_error(otherwise);
 }
 
-struct State {
-  const char* status;
-  const char* repositoryRevision;
-  bool present;  // in the working copy
-};
+void writeFile(const fs::path& file, const std::string& text) {
+  fs::create_directories(file.parent_path());
+  std::ofstream out(file);
+  out << text << std::flush;
+  demand(out.good(), file.string() + " could not be written");
+}
 
-// One file in ten is not up to date.
-State stateOf(std::size_t index) {
-  switch (index % 50) {
-    case 7:
-      return {"Needs Patch", "1.5", true};
-    case 17:
-      return {"Needs Checkout", "1.4", false};
-    case 27:
-      return {"Needs Merge", "1.6", true};
-    case 37:
-    case 47:
-      return {"Locally Modified", "1.4", true};
-    default:
-      return {"Up-to-date", "1.4", true};
+std::string makeStatus(const std::vector<std::string>& names) {
+  std::string text;
+  std::size_t index = 0;
+  for (const auto& name : names) {
+    const std::string status = index++ % 10 == 7 ? "Locally Modified" : "Up-to-date";
+    std::string padded = name;
+    padded.resize(std::max<std::size_t>(name.size(), 17), ' ');
+    text += std::string(67, '=') + "\nFile: " + padded + "\tStatus: " + status +
+            "\n\n   Working revision:\t1.4\t2003-03-03 10:00:00 +0000\n"
+            "   Repository revision:\t1.4\t/repo/project/" +
+            name +
+            ",v\n   Commit Identifier:\t1006B0350900A1522F2\n   Sticky Tag:\t\t(none)\n"
+            "   Sticky Date:\t\t(none)\n   Sticky Options:\t(none)\n\n";
   }
-}
-
-void writeBlock(std::ostream& out, const std::string& name, const State& state) {
-  out << std::string(67, '=') << "\nFile: ";
-  if (state.present) {
-    out << std::left << std::setw(17) << name;
-  } else {
-    out << "no file " << name << '\t';
-  }
-  out << "\tStatus: " << state.status
-      << "\n\n   Working revision:\t1.4\t2003-03-03 10:00:00 +0000\n   Repository revision:\t"
-      << state.repositoryRevision << "\t/repo/proj/" << name
-      << ",v\n   Commit Identifier:\t1006B0350900A1522F2\n   Sticky Tag:\t\t(none)\n"
-         "   Sticky Date:\t\t(none)\n   Sticky Options:\t(none)\n\n";
-}
-
-void writeFiles(const fs::path& directory, std::size_t count) {
-  for (const auto& name : fileNames(count)) create(directory / name) << "// " << name << '\n';
-}
-
-}  // namespace
-
-Workspace::Workspace() {
-  const fs::path parent = fs::temp_directory_path();
-  std::string name = parent / "benchXXXXXX";
-  demand(mkdtemp(name.data()) != nullptr, "no directory could be made in " + parent.string());
-  path_ = name;
-}
-
-Workspace::~Workspace() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
+  return text;
 }
 
 std::vector<std::string> fileNames(std::size_t count) {
   constexpr const char* stems[] = {"buf",    "cache",         "directoryWalker", "entry",
                                    "filter", "historyReader", "keywordExpansion"};
-  constexpr const char* extensions[] = {".h", ".cpp"};
   std::vector<std::string> names;
   for (std::size_t i = 0; i < count; ++i) {
     names.push_back(stems[i % std::size(stems)] + std::to_string(100000 + i) +
-                    extensions[i % std::size(extensions)]);
+                    (i % 2 == 0 ? ".h" : ".cpp"));
   }
   std::sort(names.begin(), names.end());
   return names;
 }
 
-void writeLines(const fs::path& file, std::size_t count) {
-  std::ofstream out = create(file);
-  out << std::setfill('.');
-  for (std::size_t i = 0; i < count; ++i) out << std::setw(66) << i << '\n';
-  out.flush();
-}
-
-std::vector<std::string> writeStatus(const fs::path& file, std::size_t count) {
-  std::ofstream out = create(file);
-  std::vector<std::string> present;
-  std::size_t index = 0;
-  for (const auto& name : fileNames(count)) {
-    const State state = stateOf(index++);
-    writeBlock(out, name, state);
-    if (state.present) present.push_back(name);
-  }
-  out.flush();
-  return present;
-}
-
-void writeAdministration(const fs::path& directory) {
-  create(directory / "CVS/Repository") << "proj\n";
-}
-
-fs::path checkOutTree(const std::string& client, const std::string& repository,
-                      const fs::path& workspace, const TreeSizes& sizes) {
+void checkOutTrees(const fs::path& workspace, const std::string& repository,
+                   const std::vector<Tree>& trees) {
   const fs::path sources = workspace / "sources";
-  writeFiles(sources / "flat", sizes.flatFiles);
-  for (std::size_t i = 0; i < sizes.directories; ++i) {
-    writeFiles(sources / "deep" / ("part" + std::to_string(i)), sizes.filesPerDirectory);
+  for (const auto& tree : trees) {
+    for (std::size_t i = 0; i < tree.directories; ++i) {
+      const fs::path directory = sources / tree.name / ("part" + std::to_string(i));
+      for (const auto& name : fileNames(tree.filesInEach)) writeFile(directory / name, name + '\n');
+    }
   }
-  readOutput({client, "-d", repository, "init"}, workspace);
-  readOutput({client, "-d", repository, "-Q", "import", "-m", "a tree", "proj", "bench", "start"},
+  runProgram({"cvs", "-d", repository, "init"}, workspace);
+  runProgram({"cvs", "-d", repository, "-Q", "import", "-m", "trees", "project", "bench", "start"},
              sources);
+  runProgram({"cvs", "-d", repository, "-Q", "checkout", "project"}, workspace);
   fs::remove_all(sources);
-  readOutput({client, "-d", repository, "-Q", "checkout", "proj"}, workspace);
-  return workspace / "proj";
+}
+
+double runProgram(const Arguments& arguments, const fs::path& directory) {
+  std::vector<char*> pointers;
+  for (const auto& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
+  pointers.push_back(nullptr);
+  int ends[2];
+  demand(pipe2(ends, O_CLOEXEC) == 0, "no pipe could be made");
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addchdir_np(&actions, directory.c_str());
+  posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  pid_t child = -1;
+  const int error = posix_spawnp(&child, pointers[0], &actions, nullptr, pointers.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(ends[1]);
+  demand(error == 0, arguments.front() + " could not be started in " + directory.string());
+
+  char buffer[1 << 16];
+  ssize_t count = 1;
+  while (count > 0) count = read(ends[0], buffer, sizeof buffer);
+  close(ends[0]);
+  int status = -1;
+  rusage usage = {};
+  const bool ended = wait4(child, &status, 0, &usage) == child && count == 0 && status == 0;
+  demand(ended, arguments.front() + " failed in " + directory.string());
+  return 1024.0 * static_cast<double>(usage.ru_maxrss);
+}
+
+std::vector<std::string> collectLines(const Arguments& arguments) {
+  std::string command;
+  for (const auto& argument : arguments) command += '\'' + argument + "' ";
+  FILE* stream = popen(command.c_str(), "r");
+  demand(stream != nullptr, arguments.front() + " could not be started");
+  std::vector<std::string> lines;
+  char* line = nullptr;
+  std::size_t capacity = 0;
+  for (ssize_t length; (length = getline(&line, &capacity, stream)) != -1;) {
+    if (line[length - 1] == '\n') --length;
+    lines.emplace_back(line, static_cast<std::size_t>(length));
+  }
+  std::free(line);
+  demand(pclose(stream) == 0, arguments.front() + " failed");
+  return lines;
 }

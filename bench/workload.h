@@ -4,40 +4,36 @@
 #include <string>
 #include <vector>
 
-// A directory for everything the benchmark makes, removed with the object.
-class Workspace {
- public:
-  Workspace();
-  ~Workspace();
-  Workspace(const Workspace&) = delete;
-  Workspace& operator=(const Workspace&) = delete;
+// What both sides of a comparison work on, and the system's own means of running a client. All end
+// the benchmark, by an exception, when they fail.
 
-  const std::filesystem::path& path() const { return path_; }
+void demand(bool condition, const std::string& otherwise);
 
- private:
-  std::filesystem::path path_;
-};
+// Creates a file, and the directories above it.
+void writeFile(const std::filesystem::path& file, const std::string& text);
 
-// What a working copy of the real client holds.
-struct TreeSizes {
-  std::size_t flatFiles;          // in the directory "flat"
-  std::size_t directories;        // in the directory "deep", named "part0" and so on
-  std::size_t filesPerDirectory;  // in each of those
-};
+// What "status -l" tells of these files: ten lines each, one in ten modified.
+std::string makeStatus(const std::vector<std::string>& names);
 
 // The names of the files in a directory of `count`, sorted, as the client lists them.
 std::vector<std::string> fileNames(std::size_t count);
 
-// Writes `count` lines of 66 characters each.
-void writeLines(const std::filesystem::path& file, std::size_t count);
+// Files in a working copy: as many in each of its directories "part0", "part1" and so on.
+struct Tree {
+  const char* name;
+  std::size_t directories;
+  std::size_t filesInEach;
+};
 
-// Writes what "status -l" tells of a directory of `count` files, ten lines each, and returns the
-// names of those that are there.
-std::vector<std::string> writeStatus(const std::filesystem::path& file, std::size_t count);
+// Makes a repository of these trees with the client cvs, and the working copy "project" of it.
+void checkOutTrees(const std::filesystem::path& workspace, const std::string& repository,
+                   const std::vector<Tree>& trees);
 
-// Makes a directory that the provider takes for a working copy.
-void writeAdministration(const std::filesystem::path& directory);
+using Arguments = std::vector<std::string>;
 
-// Makes a repository with the client, and returns the working copy checked out from it.
-std::filesystem::path checkOutTree(const std::string& client, const std::string& repository,
-                                   const std::filesystem::path& workspace, const TreeSizes& sizes);
+// posix_spawn, read the standard output to the end, wait; the standard error goes nowhere. Returns
+// the most memory that the program used, in bytes, if that was more than this process has used.
+double runProgram(const Arguments& arguments, const std::filesystem::path& directory);
+
+// popen, getline, pclose. The lines are without terminators.
+std::vector<std::string> collectLines(const Arguments& arguments);

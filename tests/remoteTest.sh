@@ -3,13 +3,13 @@
 # remoteTest.sh BUILD-DIRECTORY local|fork|password|ssh|shared-ssh
 # shellcheck source-path=SCRIPTDIR source=shell.sh
 . "$(dirname "$0")/shell.sh"
-# shellcheck source=../client/passwordServer.sh
-. "$sources/client/passwordServer.sh"
+# shellcheck source=passwordServer.sh
+. "$(dirname "$0")/passwordServer.sh"
 # shellcheck source=sshServer.sh
-. "$sources/tests/sshServer.sh"
+. "$(dirname "$0")/sshServer.sh"
 command -v cvs >/dev/null || skip "there is no cvs client on this machine"
 unset CVS_PASSFILE CVS_SERVER
-trap 'stop_password_server; stop_ssh_server; clean' EXIT
+trap 'close_shared_ssh; stop_server; clean' EXIT
 
 repository=$scratch/repository
 ann=$scratch/ann bob=$scratch/bob

@@ -50,6 +50,20 @@ class TemporaryDirectory {
   const bool made_;
 };
 
+// The names of the directories, or else the files, that the output of "rls -e" lists.
+std::vector<std::string> readListing(const std::vector<std::string>& lines, bool directories) {
+  const char kind = directories ? 'D' : '/';
+  std::vector<std::string> names;
+  for (const auto& line : lines) {
+    if (line.empty() || line[0] != kind) continue;
+    std::string_view rest = line;
+    if (directories) takeToken(rest, "/");  // the "D" before the name
+    const std::string_view name = takeToken(rest, "/");
+    if (!name.empty()) names.emplace_back(name);
+  }
+  return names;
+}
+
 }  // namespace
 
 bool isWorkingCopy(const std::string& directory) {
@@ -115,16 +129,7 @@ int CVSInterface::iterateRemoteDirectory(const char* path, bool directories) {
   std::vector<std::string> lines;
   if (executeCVSCommand("rls", {"-q"}, {"-e"}, "", {*directory}, lines) != 0) return 0;
 
-  const char kind = directories ? 'D' : '/';
-  std::vector<std::string> names;
-  for (const auto& line : lines) {
-    if (line.empty() || line[0] != kind) continue;
-    std::string_view rest = line;
-    if (directories) takeToken(rest, "/");  // the "D" before the name
-    const std::string_view name = takeToken(rest, "/");
-    if (!name.empty()) names.emplace_back(name);
-  }
-  remoteEntries = std::move(names);
+  remoteEntries = readListing(lines, directories);
   remoteEntryCursor = 0;
   return static_cast<int>(remoteEntries.size());
 }

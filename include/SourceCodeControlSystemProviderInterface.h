@@ -6,18 +6,20 @@
 //
 //   Order      setOption, then setRoots, then login where the configuration asks for one; from
 //              then on every other operation in any order. Options may change at any time.
-//   Threads    One call at a time on one object. Every operation may block for as long as the
-//              version-control client it runs.
+//   Threads    One thread at a time on one object; several objects may be used by several threads
+//              at once. An operation blocks for as long as the version-control client it runs.
 //   Paths      Relative to the working-copy root, "/" between components, unless said otherwise.
 //   Results    true (or a count) for success, false (or 0) for failure. After a failure
-//              getLastErrorCommand() and getLastError() tell what the client said.
+//              getLastErrorCommand() and getLastError() tell what the client said. A failure that
+//              runs no client leaves the two alone: an argument that is refused, a directory that
+//              is no working copy, a destination that cannot be written.
 //   Null       A null pointer where none is provided for makes the call fail and changes nothing.
-//   Strings    What the host passes in is copied. What the provider hands out is borrowed: the
-//              host frees nothing, and each operation says how long the characters last. All of
-//              them end with the provider.
-//   Memory     Running out of it raises std::bad_alloc; out of the shared library, which brings a
-//              C++ runtime of its own, that ends the host. A provider is allocated and freed on
-//              the library's side, by the two functions below and by nothing else.
+//   Strings    What the host passes in is copied first, so that it may be a string of the
+//              provider's. What the provider hands out is borrowed: the host frees nothing, and
+//              each operation says how long the characters last. All of them end with the provider.
+//   Memory     Running out of it raises std::bad_alloc. What the client did until then stays done,
+//              and the provider can be used as before. A provider is allocated and freed on the
+//              library's side, by the two functions below and by nothing else.
 #pragma once
 
 // Hosts call the operations by their position in the virtual table, and position and signature
@@ -40,7 +42,8 @@ class SourceCodeControlSystemProviderInterface {
 
   // Records the credentials and the repository specification, each replacing the earlier one even
   // when the call fails, and logs in when a login is required. A null argument is the empty string.
-  // The password reaches the client on its command line.
+  // The password reaches the client on its command line. A login cuts an open batch off: the
+  // command is forgotten, the files stay, and the next operation to join sets the command for all.
   virtual bool login(const char* user, const char* password, const char* root) = 0;
   // Logs out when a login is required, and forgets every cached status. Always true.
   virtual bool logout() = 0;
@@ -48,9 +51,9 @@ class SourceCodeControlSystemProviderInterface {
   // Ties the provider to an existing working copy, stored exactly as passed, and learns the
   // repository directory it mirrors. False, changing nothing, for a directory that is none.
   virtual bool setRoots(const char* local) = 0;
-  // Makes the absolute path `local` the working-copy root and, unless it already is a working
-  // copy, checks the top level of the repository directory `remote` out there; false when that
-  // fails, with the root already changed. Leaves the remote root alone: a host that wants it
+  // Makes "/" followed by the absolute path `local` the working-copy root and, unless it already is
+  // a working copy, checks the top level of the repository directory `remote` out there; false when
+  // that fails, with the root already changed. Leaves the remote root alone: a host that wants it
   // follows with the form above.
   virtual bool setRoots(const char* local, const char* remote) = 0;
   // The working-copy root; empty before setRoots. Lasts until the next setRoots.
@@ -65,20 +68,33 @@ class SourceCodeControlSystemProviderInterface {
   virtual bool refresh() = 0;
   // Reports the state of one file, reading its whole directory the first time.
   //   true   The file is known: `controlled` is set and every other output is written.
-  //          A file that only the repository has shows as modified, out of date and "missing".
   //   false  The file is known neither here nor in the repository, or the client failed:
   //          `controlled` is cleared and the other outputs keep what they held.
-  // The strings last until the file's status is read again or forgotten (saved, any successful
-  // change of the file, refresh, logout).
+  // `edited` is set where somebody, not only this user, has announced an edit of the file and edits
+  // are tracked. The others go by `statusText`, which is one of
+  //                                  modified  outOfDate
+  //   "Up-to-date"                      no        no
+  //   "Locally Modified"                yes       no
+  //   "File had conflicts on merge"     yes       no      as the client says it
+  //   "Needs Merge"                     yes       yes     modified here and in the repository
+  //   "Needs Checkout"                  no        yes
+  //   "Needs Patch"                     no        yes     modified in the repository
+  //   "missing"                         yes       yes     in the repository, without a status here
+  // The revisions are the one that the file here is based on and the newest one in the repository;
+  // both are empty for a missing file. The strings last until the file's status is read again or
+  // forgotten: by saved, any successful change of the file, addFile of its directory, refresh or
+  // logout.
   virtual bool status(const char* path, bool& controlled, bool& edited, bool& modified,
                       bool& outOfDate, const char*& statusText, const char*& workingRevision,
                       const char*& repositoryRevision) = 0;
 
-  // Puts a file under control, new directories above it included, and commits it, or leaves the
-  // commit to the open batch. A null or empty comment becomes "no comment". After a failure the
-  // steps that succeeded stay done.
+  // Puts a file under control, new directories above it included, and commits it. The client's
+  // "add" runs at once in an open batch too, and only the commit joins it. A null or empty comment
+  // becomes "no comment". After a failure the steps that succeeded stay done. Every status of a
+  // directory that becomes controlled is forgotten.
   virtual bool addFile(const char* file, const char* comment) = 0;
-  // Reads the status of one file again if its directory is cached. True even when that fails.
+  // Reads the status of one file again if its directory is cached. True even when that fails. A
+  // status that the table above does not hold, as after a conflict, leaves the cached one standing.
   virtual bool saved(const char* path) = 0;
   // Updates one file from the repository, or joins the open batch. With `keepChanges` the
   // repository's changes are merged into the file; without, local changes are replaced.
@@ -87,8 +103,8 @@ class SourceCodeControlSystemProviderInterface {
   // would use it. False when the client fails, leaving the destination alone, or when it cannot be
   // written whole.
   virtual bool getTo(const char* file, const char* revision, const char* destination) = 0;
-  // Announces that a file is being edited; with `clean`, a modified file is first replaced by the
-  // repository's. The second argument is not read.
+  // Announces that a file is being edited; with `clean`, one whose status is modified is first
+  // replaced by the repository's. The second argument is not read.
   virtual bool checkout(const char* file, const char* unused, bool clean) = 0;
   // Withdraws that announcement; what was changed in the file since is lost. With `revert`, the
   // file is then replaced by the repository's.
@@ -108,13 +124,15 @@ class SourceCodeControlSystemProviderInterface {
   virtual int iterateRemoteDirectory(const char* path, bool directories) = 0;
   // The next name of the last listing, null at its end. Lasts until the next listing.
   virtual const char* getRemoteDirectoryEntry() = 0;
-  // Creates a repository directory in `parent`, or at the top level when that is null. The user
-  // given to login becomes the vendor tag of the import behind it: without one the client refuses.
+  // Creates a repository directory in `parent`, or at the top level when that is null, by importing
+  // an empty temporary directory. The user given to login becomes the vendor tag of that import:
+  // without one the client refuses.
   virtual bool createDirectory(const char* parent, const char* name) = 0;
 
   // The client command that last failed or wrote to its standard error, and what it wrote there,
-  // lines joined by "\n". Empty, never null, before the first; later success clears neither.
-  // Both last until the next such command.
+  // lines joined by "\n"; "import" and nothing when createDirectory has no temporary directory.
+  // Empty, never null, before the first; later success clears neither. Both last until the next
+  // such command.
   virtual const char* getLastErrorCommand() = 0;
   virtual const char* getLastError() = 0;
 

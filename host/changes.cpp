@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <sstream>
 
 #include "batch.h"
@@ -95,17 +96,29 @@ void closeConflicts(const Session& session, const Snapshots& files) {
   }
 }
 
-// The paths of every file that a commit would take.
-Paths findChanged(const Session& session) {
+// The paths of every file that a commit would take. None, reported, when that is not known.
+std::optional<Paths> findChanged(const Session& session) {
   Paths changed;
+  bool isKnown = true;
+  const auto leaveOff = [&](const std::string& path, const std::string& reason) {
+    if (reason.empty()) return;
+    complain(path + ": " + reason);
+    isKnown = false;
+  };
   survey(session, findFiles(session.directory, {"."}), [&](const GroupReport& group) {
+    leaveOff(group.directory, group.trouble);
     for (const auto& file : group.files) {
+      const std::string& path = file.file.path;
+      leaveOff(path, file.trouble);
+      if (file.text == "conflict") leaveOff(path, "it has a conflict that is to be resolved first");
       const bool isScheduled = file.text == "added" || file.text == "removed";
       const bool isModified = file.state.modified && file.text == file.state.text;
-      if (isScheduled || (isModified && file.text != "missing")) changed.push_back(file.file.path);
+      if (isScheduled || (isModified && file.text != "missing")) changed.push_back(path);
     }
   });
-  return changed;
+  if (isKnown) return changed;
+  complain("nothing is committed; name the files to commit");
+  return std::nullopt;
 }
 
 }  // namespace
@@ -131,7 +144,9 @@ int addFiles(Provider& provider, const Session& session, const Paths& paths,
 
 int commitFiles(Provider& provider, const Session& session, const Paths& paths,
                 const std::string& message) {
-  const Paths changed = paths.empty() ? findChanged(session) : paths;
+  const auto found = paths.empty() ? findChanged(session) : paths;
+  if (!found.has_value()) return exitFailure;
+  const Paths& changed = *found;
   if (changed.empty()) {
     say("nothing is modified");
     return exitSuccess;

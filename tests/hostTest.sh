@@ -139,6 +139,8 @@ echo mine >>"$bob/edits/two"
 in_bob 0 edit --clean edits
 equal $'editing edits/one\nediting edits/two' "$output"
 equal $'1\n2\n3' "$(cat "$bob/edits/two")"
+in_bob 1 commit # with an open conflict
+holds 'z.c: it has a conflict' 'nothing is committed'
 in_bob 0 unedit edits
 equal $'released edits/one\nreleased edits/two' "$output"
 in_bob 0 revert z.c # an open conflict

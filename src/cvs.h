@@ -23,18 +23,18 @@ struct CVSFileStatus {
   std::string repositoryRevision;  // the newest one
 };
 
-// The files of one directory, by their names inside it, which can be looked up without a copy.
+// The files of one directory, by their names inside it. A name can be looked up without a copy.
 using FileStatusMap = std::map<std::string, CVSFileStatus, std::less<>>;
 
 // Cuts the next token, a maximal run of characters not in `delimiters`, off the front of `text`.
-// Empty at the end; no token is.
+// Returns an empty view at the end.
 std::string_view takeToken(std::string_view& text, std::string_view delimiters);
 
 // Appends the tokens of `text` to `out`. A null text has none.
 void splitString(const char* text, const char* delimiters, std::vector<std::string>& out);
 
-// A copy of what the host passes; none of a null pointer. Every operation takes copies before it
-// does anything else: the host may pass a string of the provider's own, which changes on the way.
+// Copies a string that the host passes; a null pointer gives nothing. Every operation copies its
+// strings before it does anything else: one may be the provider's own, which changes on the way.
 std::optional<std::string> copyOf(const char* argument);
 
 // Whether the administrative file of a working-copy directory can be read.
@@ -95,18 +95,20 @@ class CVSInterface : public SourceCodeControlSystemProviderInterface {
                         const std::string& workingDirectory, const std::vector<std::string>& files,
                         std::vector<std::string>& output);
 
-  // The directory a path lies in, below the local root; `fileName` receives its name there.
+  // Returns the directory that a path lies in, below the local root; `fileName` receives the name
+  // of the file there.
   std::string getLocalDirectory(const std::string& path, std::string& fileName);
 
-  // The record of a file, reading its directory unless cached; null when that fails or does not
-  // name the file. Owned by the cache; lasts until the directory is dropped from it.
+  // Returns the record of a file, and reads its directory first unless that is cached; null when
+  // the client fails or does not name the file. The cache owns the record, which lasts until the
+  // directory is dropped from it.
   CVSFileStatus* getFileStatus(const std::string& path);
 
   // Stores a record for every file whose status the output of "status" tells. Always true.
   bool parseStatusOutput(FileStatusMap* statusMap, const std::vector<std::string>& lines);
 
-  // Marks the records of the files that the output of "editors" names. `directory` is where it
-  // was run, which the lines do not depend on.
+  // Marks the records of the files that the output of "editors" names. `directory` is where the
+  // client ran, and is not read.
   void parseEditorsOutput(const std::string& directory, FileStatusMap* statusMap,
                           const std::vector<std::string>& lines);
 
@@ -117,14 +119,14 @@ class CVSInterface : public SourceCodeControlSystemProviderInterface {
                     const std::vector<std::string>& commandOptions,
                     const std::string& workingDirectory, const std::vector<std::string>& files);
 
-  // Reads a directory into the cache; null, caching nothing, when the client fails.
+  // Reads a directory into the cache. Returns null, and caches nothing, when the client fails.
   FileStatusMap* readDirectory(const std::string& directory);
 
   // Runs a command on one file in the local root and returns whether it succeeded.
   bool runOnFile(const std::string& command, const std::vector<std::string>& options,
                  const std::string& file);
 
-  // Appends a file to the batch, whose command and options are those of the first to join. True.
+  // Appends a file to the batch. The first to join sets the command and the options. Always true.
   bool joinMulti(const std::string& command, const std::vector<std::string>& options,
                  const std::string& file);
 

@@ -22,7 +22,7 @@ bool CVSInterface::joinMulti(const std::string& command, const std::vector<std::
     multiFiles.push_back(file);
     return true;
   }
-  // Options are pending here when a login has cut a batch off: an update drops them.
+  // Where a login has cut a batch off, its options are still there: an update drops them.
   std::string newCommand = command;
   std::vector<std::string> newOptions;
   if (command != "update") newOptions = multiOptions;
@@ -53,7 +53,7 @@ bool CVSInterface::postMulti() {
   if (executeCVSCommand(multiCommand, {}, multiOptions, localRoot, multiFiles, output) != 0) {
     return false;
   }
-  // The command has run: the batch closes even when memory runs out meanwhile.
+  // The command has run: the batch closes even when memory runs out in reading the status.
   const auto close = [](CVSInterface* provider) { provider->closeMulti(); };
   const std::unique_ptr<CVSInterface, decltype(close)> closing(this, close);
   for (const auto& file : multiFiles) saved(file.c_str());

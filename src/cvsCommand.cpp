@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "cvs.h"
 #include "spawnProcess.h"

@@ -32,7 +32,7 @@ bool writeLines(const std::string& path, const std::vector<std::string>& lines) 
   return std::fclose(file.release()) == 0;
 }
 
-// A fresh, empty directory that nobody else can enter, removed when the object goes.
+// A fresh, empty directory that nobody else can enter. The destructor removes it.
 class TemporaryDirectory {
  public:
   TemporaryDirectory() : made_(mkdtemp(path_) != nullptr) {}

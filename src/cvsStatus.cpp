@@ -81,16 +81,17 @@ void readBlock(Iterator line, const StatusKind& status, CVSFileStatus& record) {
   readRevision(*line, repositoryRevisionLabel, record.repositoryRevision);
 }
 
-// Reads `count` lines, wherever they are: as they came from the client, there may be very many.
+// Reads `count` lines from `line` on. They stay where they are, strings or not: there may be very
+// many.
 template <typename Iterator>
 void parseStatusLines(FileStatusMap& statusMap, Iterator line, std::size_t count) {
-  CVSFileStatus record;           // one for all, as blocks hand their revisions on
+  CVSFileStatus record;           // one for all: a block without a revision keeps the one before
   auto next = statusMap.begin();  // where the next name belongs, as the client sorts them
   while (count > repositoryRevisionLine) {
     const auto [name, status] = readHeading(*line);
     if (status != nullptr) {
       readBlock(line, *status, record);
-      // Moved there: a record changes as a whole, or not at all when memory runs out.
+      // The record moves there, so that memory can run out before the change but not during it.
       next = statusMap.insert_or_assign(next, std::string(name), CVSFileStatus(record));
       ++next;
     }

@@ -24,7 +24,7 @@ constexpr std::size_t readSize = 1024;
 constexpr int pollMilliseconds = 100;
 constexpr short hungUp = POLLERR | POLLHUP | POLLNVAL;
 
-// What was read from one stream, in order: byte counts and arrays of exactly that many bytes.
+// The chunks read from one stream, in order: byte counts, and arrays of exactly that many bytes.
 using BufferList = std::list<std::pair<std::uint32_t, std::unique_ptr<char[]>>>;
 
 // Calls a system function again for as long as one of the host's signals interrupts it.
@@ -80,7 +80,7 @@ struct Pipe {
   }
 };
 
-// One read; returns whether it succeeded. The end of the stream is a chunk of no bytes.
+// Reads once, and returns whether that succeeded. The end of the stream gives a chunk of no bytes.
 bool readFromProcess(int fd, BufferList& chunks) {
   char buffer[readSize];
   const ssize_t count = retryInterrupted([&] { return read(fd, buffer, sizeof buffer); });
@@ -133,8 +133,8 @@ std::unique_ptr<char[]> bufferListToStringList(BufferList& chunks, std::list<con
   return joined;
 }
 
-// Collects both streams until the output hangs up. The error stream may end earlier, which ends
-// nothing, or be held open by a grandchild, which nobody waits for.
+// Collects both streams until the output hangs up. An error stream that ends earlier ends nothing,
+// and nobody waits for one that a grandchild holds open.
 void collect(int output, int errors, BufferList& outputChunks, BufferList& errorChunks) {
   constexpr int passReads = 64;    // per pass, so that neither stream waits long for the other
   constexpr int pipeReads = 1024;  // at the end: more than a pipe holds
@@ -181,8 +181,8 @@ class HeldSignals {
   sigset_t before_;
 };
 
-// Gives up the host's handlers, and what a program should not inherit: a host may ignore SIGCHLD
-// and SIGPIPE. Then lets signals in again.
+// Removes the host's signal handlers, and lets SIGCHLD and SIGPIPE do what a program expects, which
+// the host may ignore. Then lets signals in again.
 void restoreSignals(const sigset_t& mask) {
   for (int number = 1; number < NSIG; ++number) {
     struct sigaction action;
@@ -195,8 +195,9 @@ void restoreSignals(const sigset_t& mask) {
   pthread_sigmask(SIG_SETMASK, &mask, nullptr);
 }
 
-// Becomes the program; the descriptors are -1 when the streams stay the host's. None of the host's
-// exit handlers and buffered text may come out of the child: hence _exit.
+// Turns the child into the program. The descriptors are -1 when the child keeps the host's streams.
+// A child that cannot start ends by _exit, which runs no exit handler of the host's and writes none
+// of its buffered text.
 [[noreturn]] void becomeProgram(char* const* arguments, const char* directory, int output,
                                 int errors, const sigset_t& mask) {
   restoreSignals(mask);
@@ -237,8 +238,8 @@ class Child {
     return id != -1;
   }
 
-  // Reaps the child once it has ended, which is waited for unless `options` is WNOHANG. Returns
-  // false while it runs. One that somebody else has reaped counts as reaped.
+  // Reaps the child if it has ended; waits for the end unless `options` is WNOHANG. Returns false
+  // while the child runs. A child that somebody else has reaped counts as reaped.
   bool reap(int options) {
     if (id_ == -1) return true;
     int status = 0;
@@ -254,7 +255,7 @@ class Child {
   // Leaves a child that still runs to the host.
   void release() { id_ = -1; }
 
-  // None before the end, after an end by a signal, and when somebody else has reaped the child.
+  // Nothing before the end, after an end by a signal, and when somebody else has reaped the child.
   std::optional<int> exitCode() const { return exitCode_; }
 
  private:
@@ -307,7 +308,7 @@ int Process::run(std::list<const char*> argv, bool wait, const char* directory, 
   if (argv.empty()) return failed;
   // A host that reaps every child on SIGCHLD would take the end of this one away.
   const HeldSignals held(childSignal());
-  Child child;  // goes after the pipes, on which it could block for ever while they are open
+  Child child;  // waited for after the pipes are closed, on which it could block for ever
   const bool capturing = captureOutput && captureErrors;
   Pipe output, errors;
   if (capturing && !(output.open() && errors.open())) return failed;

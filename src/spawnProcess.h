@@ -7,6 +7,7 @@
 //
 // The runner lives inside a process that is not its own: it installs no signal handler, changes no
 // state of the process, waits for no child but the one it started, and leaves no descriptor behind.
+// While its child runs, the calling thread receives no SIGCHLD.
 class Process {
  public:
   Process() = default;
@@ -18,7 +19,7 @@ class Process {
   // the arguments that follow, each passed unchanged. Called once per object. The child shares the
   // host's standard input, environment and other inheritable descriptors.
   //   wait         Block until the child has ended. Otherwise look for its end for about ten
-  //                milliseconds, which leaves a child still running to the host.
+  //                milliseconds; a child that still runs then is left to the host.
   //   directory    Where the child starts; null or empty for the host's current directory.
   //   captureOutput, captureErrors
   //                Both: collect the two streams, which takes until the child has closed its

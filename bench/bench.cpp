@@ -169,7 +169,7 @@ Comparison measureCommand(const Bench& bench) {
   const auto spawn = [&] {
     for (std::size_t i = 0; i < commands; ++i) runProgram(arguments, root);
   };
-  const Comparison comparison = compare(bench, timed(save), timed(spawn), commands);
+  Comparison comparison = compare(bench, timed(save), timed(spawn), commands);
   demand(*directory.provider->getLastErrorCommand() == '\0', "saved failed");
   return comparison;
 }
@@ -227,7 +227,7 @@ Comparison measureCached(const Bench& bench, std::size_t files) {
       for (const auto& key : keys) found += records.find(key)->second.modified;
     }
   };
-  const Comparison comparison = compare(bench, timed(askAll), timed(findAll), rounds * files);
+  Comparison comparison = compare(bench, timed(askAll), timed(findAll), rounds * files);
   demand(asked == found, "the cache and the map disagree");
   return comparison;
 }

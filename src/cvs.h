@@ -54,7 +54,7 @@ class CVSInterface : public SourceCodeControlSystemProviderInterface {
   bool setOption(const char* key, const char* value) override;
   int iterateRepositoryList() override;
   const char* getRepositoryListEntry() override;
-  bool login(const char* user, const char* password, const char* root) override;
+  bool login(const char* user, const char* pass, const char* root) override;
   bool logout() override;
   bool setRoots(const char* local) override;
   bool setRoots(const char* local, const char* remote) override;

@@ -1,7 +1,25 @@
 #include "batch.h"
 
+#include <sstream>
+
 #include "progress.h"
 #include "report.h"
+
+namespace {
+
+// What the client said besides what is told in other words: it warns of much, and succeeds.
+void passOnWarnings(const std::string& words) {
+  std::istringstream lines(words);
+  for (std::string line; std::getline(lines, line);) {
+    const auto holds = [&](const char* text) { return line.find(text) != std::string::npos; };
+    const bool isTold = holds(": Updating ") || holds(": Examining ") ||
+                        holds("conflicts during merge") || holds(": conflicts found in ") ||
+                        holds("' was lost");
+    if (!isTold) passOn(line);
+  }
+}
+
+}  // namespace
 
 bool runOn(Provider& provider, const std::string& path, const std::string& command,
            const FileOperation& operation) {
@@ -21,10 +39,12 @@ int runAsOne(Provider& provider, const Paths& paths, const std::string& command,
   for (const auto& path : paths) {
     if (!runOn(provider, path, command, operation)) status = exitFailure;
   }
-  if (!isBatch) return status;
-  const bool succeeded = [&] {
+  const bool succeeded = !isBatch || [&] {
     const Progress waiting = showWaiting(command);
     return provider->postMulti();
   }();
-  return succeeded ? status : provider.fail(command);
+  if (!succeeded) return provider.fail(command);
+  const LastError warned = provider.lastError();
+  if (status == exitSuccess && warned.command != "add") passOnWarnings(warned.text);  // or advised
+  return status;
 }

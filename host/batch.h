@@ -14,6 +14,6 @@ bool runOn(Provider& provider, const std::string& path, const std::string& comma
            const FileOperation& operation);
 
 // Brackets the operations, so that several files reach the client as one command. Goes on after a
-// failure, and returns the exit status.
+// failure, passes on what the client warns of, and returns the exit status.
 int runAsOne(Provider& provider, const Paths& paths, const std::string& command,
              const FileOperation& operation);

@@ -1,14 +1,11 @@
 #include <algorithm>
-#include <chrono>
-#include <filesystem>
+#include <fstream>
 #include <optional>
-#include <sstream>
 
 #include "batch.h"
 #include "commands.h"
+#include "conflicts.h"
 #include "report.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -75,25 +72,15 @@ void sayChanges(const Snapshots& before, const Snapshots& after, Describe descri
   }
 }
 
-// What the client said besides what is told in other words: it warns of much, and succeeds.
-void passOnWarnings(const std::string& words) {
-  std::istringstream lines(words);
-  for (std::string line; std::getline(lines, line);) {
-    const auto holds = [&](const char* text) { return line.find(text) != std::string::npos; };
-    const bool isTold = holds(": Updating ") || holds("conflicts during merge") ||
-                        holds(": conflicts found in ") || holds("' was lost");
-    if (!isTold) passOn(line);
+// Whether a file that had a conflict still holds what the merge has put around it.
+bool holdsConflict(const Session& session, const FileReport& report) {
+  if (!report.file.entry.has_value() || !report.file.entry->hasConflict()) return false;
+  std::ifstream file(session.directory + '/' + report.file.path);
+  std::string line;
+  while (std::getline(file, line)) {
+    if (line.rfind("<<<<<<< ", 0) == 0 || line.rfind(">>>>>>> ", 0) == 0) return true;
   }
-}
-
-// The client brings no file back that has an open conflict, as long as nobody seems to have touched
-// it. What is in there is about to be replaced.
-void closeConflicts(const Session& session, const Snapshots& files) {
-  for (const auto& [path, file] : files) {
-    if (!file.hasOpenConflict) continue;
-    const fs::path conflict = fs::path(session.directory) / path;
-    fs::last_write_time(conflict, fs::last_write_time(conflict) + std::chrono::seconds(1));
-  }
+  return false;
 }
 
 // The paths of every file that a commit would take. None, reported, when that is not known.
@@ -111,14 +98,32 @@ std::optional<Paths> findChanged(const Session& session) {
       const std::string& path = file.file.path;
       leaveOff(path, file.trouble);
       if (file.text == "conflict") leaveOff(path, "it has a conflict that is to be resolved first");
+      if (file.text == "dead") leaveOff(path, "the repository has it no more; update first");
       const bool isScheduled = file.text == "added" || file.text == "removed";
-      const bool isModified = file.state.modified && file.text == file.state.text;
-      if (isScheduled || (isModified && file.text != "missing")) changed.push_back(path);
+      const bool isModified = file.isToldByProvider() && file.state.modified;
+      if (isModified && holdsConflict(session, file)) {
+        leaveOff(path, "it still holds the marks of a conflict");
+      }
+      if (isScheduled || isModified) changed.push_back(path);
     }
   });
   if (isKnown) return changed;
   complain("nothing is committed; name the files to commit");
   return std::nullopt;
+}
+
+// Why an update, which succeeds as it says, has left a path that was named as it was; empty for
+// one that it has not.
+std::string whyNotUpdated(const Session& session, const std::string& path, bool clean) {
+  if (path == ".") return "";
+  const VersionedFile file = findFile(session.directory, path);
+  const bool isThere = isHere(session.directory, path);
+  if (!file.entry.has_value()) return isThere ? "is not under control" : "";
+  if (file.entry->directory && !isThere)
+    return "is a directory that is lost; cvs update -d brings it";
+  if (clean && file.entry->isRemoved()) return "still waits to be removed; cvs add brings it back";
+  if (clean && file.entry->isAdded()) return "still waits to be added";
+  return "";
 }
 
 }  // namespace
@@ -129,13 +134,12 @@ int addFiles(Provider& provider, const Session& session, const Paths& paths,
   const int status = runAsOne(provider, paths, "add", [&](const char* file) {
     return provider->addFile(file, textOrNull(message));
   });
-  for (const auto& path : paths) {
-    const VersionedFile file = findFile(session.directory, path);
-    const std::string earlier = revisionOf(snapshotOf(before, path));
+  for (const auto& [path, file] : takeSnapshots(session.directory, paths)) {
+    const FileSnapshot earlier = snapshotOf(before, path);
     if (!file.entry.has_value()) continue;
     if (file.entry->isAdded()) {
       complain(path + " is scheduled to be added; commit finishes it");
-    } else if (earlier.empty() || earlier == "0") {
+    } else if (!earlier.entry.has_value() || earlier.entry->isAdded()) {
       say("added " + path);
     }
   }
@@ -164,10 +168,19 @@ int commitFiles(Provider& provider, const Session& session, const Paths& paths,
 
 int updateFiles(Provider& provider, const Session& session, const Paths& paths, bool clean) {
   const Snapshots before = takeSnapshots(session.directory, paths);
-  if (clean) closeConflicts(session, before);
-  const int status = runAsOne(provider, paths, "update",
-                              [&](const char* file) { return provider->getFile(file, !clean); });
-  sayChanges(before, takeSnapshots(session.directory, paths), describeUpdate);
-  if (status == exitSuccess) passOnWarnings(provider.lastError().text);
+  int status = exitSuccess;
+  {
+    const TouchedConflicts touched(session.directory, clean ? before : Snapshots());
+    status = runAsOne(provider, paths, "update",
+                      [&](const char* file) { return provider->getFile(file, !clean); });
+  }
+  const Snapshots after = takeSnapshots(session.directory, paths);
+  sayChanges(before, after, describeUpdate);
+  for (const auto& path : paths) {
+    const std::string reason = whyNotUpdated(session, path, clean);
+    if (reason.empty()) continue;
+    complain(path + ' ' + reason);
+    status = exitFailure;
+  }
   return status;
 }

@@ -56,7 +56,7 @@ constexpr Option options[] = {
      [](CommandLine& line, const char*) { line.revert = true; }},
     {'r', "revision", "REVISION", " cat ", "Revision or tag; else HEAD",
      [](CommandLine& line, const char* value) { line.revision = value; }},
-    {'o', "output", "FILE", " cat ", "The file to write; else the standard output",
+    {'o', "output", "FILE", " cat ", "The file to write, seen from here; else the standard output",
      [](CommandLine& line, const char* value) { line.output = value; }},
     {0, "force", nullptr, " cat ", "Fetch a binary file, although it comes as lines of text",
      [](CommandLine& line, const char*) { line.force = true; }},
@@ -177,6 +177,6 @@ CommandLine readCommandLine(int count, char** words, const std::vector<CommandHe
   const argp parser = {described.data(), readWord, "COMMAND [ARGUMENT...]", help.c_str(), nullptr,
                        nullptr,          nullptr};
   Reading reading = {commands, {}, {}};
-  argp_parse(&parser, count, words, 0, nullptr, &reading);
+  argp_parse(&parser, count, words, ARGP_IN_ORDER, nullptr, &reading);
   return reading.line;
 }

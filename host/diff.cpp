@@ -12,30 +12,37 @@
 #include "commands.h"
 #include "report.h"
 #include "revision.h"
+#include "temporary.h"
 
 namespace {
 
 constexpr int same = 0, different = 1, trouble = 2;  // as diff(1) ends
 
 // Writes the file the way that a fetched revision comes: line ends become single line feeds, the
-// last line has one, and a line ends at its first NUL byte.
-void writeAsText(const std::string& from, const std::string& to) {
+// last line has one, and a line ends at its first NUL byte. Returns whether all of it was written.
+bool writeAsText(const std::string& from, const std::string& to) {
   std::ifstream input(from, std::ios::binary);
   std::ofstream output(to, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(input)), {});
-  for (std::size_t start = 0; start < bytes.size();) {
-    const std::size_t end = std::min(bytes.find_first_of("\r\n", start), bytes.size());
-    output << bytes.substr(start, end - start).c_str() << '\n';
-    start = end + (bytes.compare(end, 2, "\r\n") == 0 ? 2 : 1);
+  bool isOpen = false, isCut = false;  // the line
+  for (char c, last = '\n'; input.get(c); last = c) {
+    const bool endsLine = c == '\r' || (c == '\n' && last != '\r');
+    if (endsLine) output.put('\n');
+    if (endsLine) isCut = false;
+    isOpen = c != '\r' && c != '\n';
+    isCut = isCut || c == '\0';
+    if (isOpen && !isCut) output.put(c);
   }
+  if (isOpen) output.put('\n');
+  return input.eof() && output.flush().good();
 }
 
 // Runs diff(1) on two files and returns its exit status.
 int runDiff(const std::string& path, const std::string& revision, const std::string& from,
             const std::string& to) {
   std::cout.flush();
-  const std::string oldLabel = "--label=" + path + "\trevision " + revision;
-  const std::string newLabel = "--label=" + path + "\tworking file";
+  const std::string name = isatty(STDOUT_FILENO) == 1 ? printable(path) : path;
+  const std::string oldLabel = "--label=" + name + "\trevision " + revision;
+  const std::string newLabel = "--label=" + name + "\tworking file";
   const std::string colour = isColourTerminal(STDOUT_FILENO) ? "--color=always" : "--color=never";
   const char* arguments[] = {"diff",           "-u", colour.c_str(), oldLabel.c_str(),
                              newLabel.c_str(), "--", from.c_str(),   to.c_str(),
@@ -50,7 +57,9 @@ int runDiff(const std::string& path, const std::string& revision, const std::str
   int status = 0;
   while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
   }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : trouble;
+  if (WIFEXITED(status) && WEXITSTATUS(status) <= different) return WEXITSTATUS(status);
+  complain("diff could not compare " + path);
+  return trouble;
 }
 
 int showDifference(const Session& session, const FileReport& report) {
@@ -63,10 +72,14 @@ int showDifference(const Session& session, const FileReport& report) {
   const std::string& revision = report.state.workingRevision;
   const TemporaryFile base, text;
   Provider provider(session.library, session.configuration);
-  if (!provider.tie(session.directory) || !fetchRevision(provider, path, revision, base.path())) {
+  if (!provider.tie(session.directory) ||
+      !fetchRevision(provider, report.file, revision, base.path())) {
     return trouble;
   }
-  writeAsText(working, text.path());
+  if (!writeAsText(working, text.path())) {
+    complain(path + " could not be read, or its text not be written to " + text.path());
+    return trouble;
+  }
   const int status = runDiff(path, revision, base.path(), text.path());
   if (status != same) return status;
   complain(path + " differs only in its line ends, or behind NUL bytes");
@@ -88,10 +101,10 @@ int showDifferences(const Session& session, const Paths& paths) {
         complain(file.file.path + ": " + file.trouble);
         status = trouble;
       }
-      const bool isModified = file.state.modified && file.text == file.state.text;
-      if (isModified && file.text != "missing") changed.push_back(file);
-      if (file.text == "conflict") {
-        complain(file.file.path + " has a conflict, and the client fetches no revision of it");
+      if (file.isToldByProvider() && file.state.modified) changed.push_back(file);
+      if (file.text == "conflict" || file.text == "dead") {
+        complain(file.file.path + (file.text == "dead" ? " is dead" : " has a conflict") +
+                 ", and the client fetches no revision of it");
         status = trouble;
       }
     }

@@ -1,16 +1,24 @@
+#include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <optional>
 
 #include "batch.h"
 #include "commands.h"
+#include "conflicts.h"
 #include "report.h"
 
 namespace {
 
-// The files themselves, in place of the directories they are below.
-Paths expand(const Session& session, const Paths& paths) {
+// The files themselves, in place of the directories they are below. None, reported, where those of
+// a directory are not known.
+std::optional<Paths> expand(const Session& session, const Paths& paths) {
   Paths files;
   for (const auto& group : findFiles(session.directory, paths)) {
+    if (group.state != FileGroup::State::readable) {
+      complain("what is in " + group.directory + " is not known");
+      return std::nullopt;
+    }
     for (const auto& file : group.files) files.push_back(file.path);
   }
   return files;
@@ -27,8 +35,9 @@ bool canLoseNothing(const Session& session, const Paths& paths) {
     }
     for (const auto& file : group.files) {
       const std::string& path = file.file.path;
-      const bool isKnown = file.state.known && file.text == file.state.text;
-      if (!isHere(session.directory, path) || (isKnown && !file.state.modified)) continue;
+      const bool isKnown = file.isToldByProvider();
+      const bool isSafe = isKnown ? !file.state.modified : !isHere(session.directory, path);
+      if (isSafe) continue;
       reason = path + (isKnown ? " is modified" : " is not known to be unmodified");
       if (!file.trouble.empty()) complain(path + ": " + file.trouble);
       return;
@@ -57,40 +66,55 @@ EditedBytes readEdited(const Session& session, const Snapshots& files) {
 }  // namespace
 
 int editFiles(Provider& provider, const Session& session, const Paths& paths, bool clean) {
-  int status = exitSuccess;
   // The provider cleans the files it is asked about, and a directory is none.
-  for (const auto& path : clean ? expand(session, paths) : paths) {
-    const bool succeeded = runOn(provider, path, "edit", [&](const char* file) {
-      return provider->checkout(file, nullptr, clean);
-    });
-    if (!succeeded) status = exitFailure;
-    for (const auto& [name, file] : takeSnapshots(session.directory, {path})) {
-      if (succeeded && file.edited) say("editing " + name);
+  const auto asked = clean ? expand(session, paths) : paths;
+  if (!asked.has_value()) return exitFailure;
+  int status = exitSuccess;
+  Paths done;
+  {
+    const TouchedConflicts touched(session.directory,
+                                   clean ? takeSnapshots(session.directory, *asked) : Snapshots());
+    for (const auto& path : *asked) {
+      const bool succeeded = runOn(provider, path, "edit", [&](const char* file) {
+        return provider->checkout(file, nullptr, clean);
+      });
+      if (succeeded) done.push_back(path);
+      if (!succeeded) status = exitFailure;
     }
+  }
+  for (const auto& [path, file] : takeSnapshots(session.directory, done)) {
+    if (file.edited) say("editing " + path);
   }
   return status;
 }
 
 int uneditFiles(Provider& provider, const Session& session, const Paths& paths, bool revert) {
   if (!revert && !canLoseNothing(session, paths)) return exitFailure;
+  // Never a directory: the client may find more below it than was looked at.
+  const auto asked = expand(session, paths);
+  if (!asked.has_value()) return exitFailure;
+  const Snapshots before = takeSnapshots(session.directory, *asked);
+  const EditedBytes bytes = readEdited(session, before);
   int status = exitSuccess;
-  for (const auto& path : paths) {
-    const Snapshots before = takeSnapshots(session.directory, {path});
-    const EditedBytes bytes = readEdited(session, before);
-    const bool succeeded = runOn(provider, path, "unedit", [&](const char* file) {
-      return provider->undoCheckout(file, revert);
+  for (const auto& [path, file] : before) {
+    const bool isNamed = std::find(paths.begin(), paths.end(), path) != paths.end();
+    if (!file.edited && !isNamed) continue;
+    const bool succeeded = runOn(provider, path, "unedit", [&](const char* name) {
+      if (revert && file.hasOpenConflict) {
+        const TouchedConflicts touched(session.directory, {{path, file}});
+        if (!provider->getFile(name, false)) return false;
+      }
+      return provider->undoCheckout(name, revert);
     });
     if (!succeeded) status = exitFailure;
-    for (const auto& [name, file] : before) {
-      const FileSnapshot now = takeSnapshot(session.directory, name);
-      const auto found = bytes.find(name);
-      const bool isSame = now.hasContentsOf(file) ||
-                          (found != bytes.end() && found->second == readBytes(session, name));
-      if (succeeded && !isSame) {
-        say("reverted " + name);
-      } else if (file.edited && !now.edited) {
-        say("released " + name);
-      }
+    const FileSnapshot now = takeSnapshot(session.directory, path);
+    const auto found = bytes.find(path);
+    const bool isSame = now.hasContentsOf(file) ||
+                        (found != bytes.end() && found->second == readBytes(session, path));
+    if (succeeded && !isSame) {
+      say("reverted " + path);
+    } else if (file.edited && !now.edited) {
+      say("released " + path);
     }
   }
   return status;

@@ -66,6 +66,7 @@ Typed readHidden(int terminal, std::string& line) {
     line.append(typed, static_cast<std::size_t>(count));
     if (line.back() == '\n') return Typed::line;
   }
+  std::fputc('\n', stderr);  // as the signal is to be delivered now
   return Typed::interrupted;
 }
 

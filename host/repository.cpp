@@ -6,6 +6,7 @@
 #include "commands.h"
 #include "progress.h"
 #include "report.h"
+#include "temporary.h"
 
 namespace fs = std::filesystem;
 
@@ -32,7 +33,8 @@ bool holds(const Names& names, const std::string& name) {
 // A repository path as the client takes it; empty for the top.
 std::string repositoryPath(const std::string& path) {
   std::string normal = fs::path(path).lexically_normal().string();
-  if (normal.size() > 1 && normal.back() == '/') normal.pop_back();
+  normal.erase(0, normal.find_first_not_of('/'));
+  if (!normal.empty() && normal.back() == '/') normal.pop_back();
   return normal == "." ? "" : normal;
 }
 
@@ -72,27 +74,6 @@ std::string withoutMethod(const std::string& root) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
   return path;
 }
-
-// A directory that is removed with everything in it.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() : path_((fs::temp_directory_path() / "scchostXXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) {
-      throw std::system_error(errno, std::generic_category(), "no temporary directory");
-    }
-  }
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 // Which repository directory a module stands for, as the client itself resolves it; empty when it
 // does not.
@@ -135,8 +116,9 @@ int listRepository(Provider& provider, const std::string& path, bool directories
 
 int makeDirectory(Provider& provider, const std::string& path, const std::string& user) {
   const std::string directory = repositoryPath(path);
-  if (directory.empty() || directory == "/") {
-    complain("mkdir " + path + ": that is the top of the repository");
+  if (directory.empty() || directory[0] == '-') {
+    complain("mkdir " + path + ": that is " +
+             (directory.empty() ? "the top of the repository" : "an option to the client"));
     return exitFailure;
   }
   if (!canMakeDirectory(provider, directory)) return exitFailure;

@@ -1,18 +1,13 @@
 #include "revision.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <system_error>
 
 #include "commands.h"
 #include "progress.h"
 #include "report.h"
+#include "temporary.h"
 
 namespace fs = std::filesystem;
 
@@ -21,12 +16,14 @@ namespace {
 // Whether a fetch that succeeded gave the revision. Before a file, even an empty one, the client
 // writes a heading to its standard error, or nothing at all where its user wants it quiet; what it
 // does not have, it speaks of there.
-bool hasGivenRevision(Provider& provider, const std::string& file, const std::string& revision,
+bool hasGivenRevision(Provider& provider, const VersionedFile& file, const std::string& revision,
                       const std::string& contents) {
   const std::string words = provider.lastError().text;
   if (fs::file_size(contents) > 0 || words.find("\nVERS: ") != std::string::npos) return true;
-  if (!words.empty() || revision != "HEAD") return false;
-  const FileState state = askStatus(provider.object(), file.c_str());
+  if (!words.empty()) return false;
+  if (file.entry.has_value() && file.entry->revision == revision) return true;
+  if (revision != "HEAD") return false;
+  const FileState state = askStatus(provider.object(), file.path.c_str());
   return state.known && state.text != "missing";
 }
 
@@ -44,30 +41,16 @@ int printFile(const std::string& path, const std::string& output) {
 
 }  // namespace
 
-TemporaryFile::TemporaryFile() {
-  std::error_code ignored;
-  path_ = (fs::temp_directory_path(ignored) / "scchostXXXXXX").string();
-  const int descriptor = mkostemp(path_.data(), O_CLOEXEC);
-  if (descriptor == -1) {
-    throw std::system_error(errno, std::generic_category(), "no temporary file could be made");
-  }
-  close(descriptor);
-}
-
-TemporaryFile::~TemporaryFile() {
-  unlink(path_.c_str());
-}
-
-bool fetchRevision(Provider& provider, const std::string& file, const std::string& revision,
+bool fetchRevision(Provider& provider, const VersionedFile& file, const std::string& revision,
                    const std::string& destination) {
-  const std::string argument = asArgument(file);
+  const std::string argument = asArgument(file.path);
   const bool succeeded = [&] {
     const Progress waiting = showWaiting("update");
     return provider->getTo(argument.c_str(), revision.c_str(), destination.c_str());
   }();
   const LastError said = provider.lastError();
-  if (succeeded && hasGivenRevision(provider, argument, revision, destination)) return true;
-  complain("the client gave nothing for revision " + revision + " of " + file + "; " +
+  if (succeeded && hasGivenRevision(provider, file, revision, destination)) return true;
+  complain("the client gave nothing for revision " + revision + " of " + file.path + "; " +
            said.describe());
   return false;
 }
@@ -76,7 +59,8 @@ int printRevision(Provider& provider, const Session& session, const std::string&
                   const PrintOptions& options) {
   const VersionedFile found = findFile(session.directory, file);
   const bool isListed = found.entry.has_value();
-  if (fs::is_directory(fs::path(session.directory) / file) ||
+  std::error_code ignored;
+  if (fs::is_directory(fs::path(session.directory) / file, ignored) ||
       (isListed && found.entry->directory)) {
     complain(file + " is a directory; cat takes one file");
     return exitFailure;
@@ -88,6 +72,6 @@ int printRevision(Provider& provider, const Session& session, const std::string&
     return exitFailure;
   }
   const TemporaryFile fetched;
-  if (!fetchRevision(provider, file, options.revision, fetched.path())) return exitFailure;
+  if (!fetchRevision(provider, found, options.revision, fetched.path())) return exitFailure;
   return printFile(fetched.path(), options.output);
 }

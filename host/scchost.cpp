@@ -9,6 +9,7 @@
 #include <iostream>
 #include <limits>
 #include <optional>
+#include <set>
 #include <thread>
 
 #include "commandLine.h"
@@ -40,7 +41,10 @@ struct Command {
   CommandHelp help;
   int needs;
   int (*run)(Run& run);
+  int failure = exitFailure;  // the exit status when the command cannot run, or not to its end
 };
+
+constexpr int diffTrouble = 2;  // as diff(1) ends
 
 constexpr std::size_t any = std::numeric_limits<std::size_t>::max();
 constexpr int files = workingCopy | pathsInIt;
@@ -58,7 +62,8 @@ const Command commands[] = {
      }},
     {{"diff", "[PATH...]", "Show what has changed, as patch takes it", 0, any},
      files | everythingByDefault,
-     [](Run& run) { return showDifferences(run.session, run.paths); }},
+     [](Run& run) { return showDifferences(run.session, run.paths); },
+     diffTrouble},
     {{"add", "PATH...", "Put files and their directories under control", 1, any},
      files,
      [](Run& run) { return addFiles(run.provider, run.session, run.paths, run.line.message); }},
@@ -126,6 +131,7 @@ const Command& commandNamed(const std::string& name) {
 // Brings the paths into the form the provider takes, each once; none, reported, for a bad one.
 std::optional<Paths> resolvePaths(const CommandLine& line, int needs) {
   Paths paths;
+  std::set<std::string> seen;
   if ((needs & pathsInIt) == 0) return paths;
   for (const auto& path : line.arguments) {
     const auto relative = relativePath(line.settings.directory, path);
@@ -134,7 +140,7 @@ std::optional<Paths> resolvePaths(const CommandLine& line, int needs) {
                "; name another one with -C");
       return std::nullopt;
     }
-    if (std::find(paths.begin(), paths.end(), *relative) == paths.end()) paths.push_back(*relative);
+    if (seen.insert(*relative).second) paths.push_back(*relative);
   }
   if (paths.empty() && (needs & everythingByDefault) != 0) paths.emplace_back(".");
   return paths;
@@ -163,7 +169,7 @@ int runCommand(const CommandLine& line, const Command& command, LineReader& inpu
   std::error_code ignored;
   if (!std::filesystem::is_directory(settings.directory, ignored)) {
     complain("there is no directory " + settings.directory);
-    return exitFailure;
+    return command.failure;
   }
   const auto paths = resolvePaths(line, command.needs);
   if (!paths.has_value()) return exitUsage;
@@ -171,12 +177,12 @@ int runCommand(const CommandLine& line, const Command& command, LineReader& inpu
                      ProviderLibrary::load(findLibrary(settings)),
                      {},
                      line.jobs == 0 ? defaultJobs() : line.jobs};
-  if (session.library == nullptr) return exitFailure;
+  if (session.library == nullptr) return command.failure;
   Provider provider(session.library);
   const bool isTied = (command.needs & workingCopy) != 0;
-  if (isTied && !provider.tie(settings.directory)) return exitFailure;
+  if (isTied && !provider.tie(settings.directory)) return command.failure;
   const auto configuration = configure(settings, command.needs);
-  if (!configuration.has_value()) return exitFailure;
+  if (!configuration.has_value()) return command.failure;
   session.configuration = *configuration;
   provider.configure(*configuration);
   Run run = {line, session, provider, input, *paths};
@@ -185,14 +191,18 @@ int runCommand(const CommandLine& line, const Command& command, LineReader& inpu
 
 }  // namespace
 
-int main(int argc, char** argv) try {
-  LineReader input(takeStandardInput());
-  const CommandLine line = readCommandLine(argc, argv, helpOfCommands());
-  const int status = runCommand(line, commandNamed(line.command), input);
-  if (std::cout.flush()) return status;
-  complain("cannot write the standard output");
-  return exitFailure;
-} catch (const std::exception& error) {
-  complain(error.what());
-  return exitFailure;
+int main(int argc, char** argv) {
+  int failure = exitFailure;
+  try {
+    LineReader input(takeStandardInput());
+    const CommandLine line = readCommandLine(argc, argv, helpOfCommands());
+    const Command& command = commandNamed(line.command);
+    failure = command.failure;
+    const int status = runCommand(line, command, input);
+    if (std::cout.flush()) return status;
+    complain("cannot write the standard output");
+  } catch (const std::exception& error) {
+    complain(error.what());
+  }
+  return failure;
 }

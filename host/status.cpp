@@ -163,7 +163,7 @@ int showStatus(const Session& session, const Paths& paths, const StatusOptions& 
       show(rowOf(file));
       troubles.add(file.file.path, file.trouble);
     }
-    if (!options.untracked || !group.isWhole) return;
+    if (!options.untracked || !group.isWhole || !group.trouble.empty()) return;
     for (const auto& path : untrackedPaths(session, group.directory)) {
       show({"?", "", "", "", path});
     }

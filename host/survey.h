@@ -26,6 +26,9 @@ struct FileReport {
   std::string text;
   // Why the state is not known; empty when nothing went wrong.
   std::string trouble;
+
+  // Whether the state is one of those that the provider knows of a file that is here.
+  bool isToldByProvider() const { return state.known && text == state.text && text != "missing"; }
 };
 
 struct GroupReport {

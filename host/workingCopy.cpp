@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -32,18 +33,38 @@ void applyEntry(const std::string& line, bool remove, Entries& entries) {
   }
 }
 
+// Whether an Entries file says anything of directories, be it that there are none.
+bool hasDirectoryLine(const fs::path& file) {
+  std::ifstream lines(file);
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.rfind('D', 0) == 0) return true;
+  }
+  return false;
+}
+
 // Gathers the files of findFiles, none of them twice.
 class Finder {
  public:
   explicit Finder(const std::string& workingCopy) : workingCopy_(workingCopy) {}
 
+  // What the administrative files say of a path.
+  VersionedFile look(const std::string& path) {
+    const fs::path file(path);
+    const auto& entries = entriesOf(file.parent_path().string());
+    if (!entries.has_value()) return {path, std::nullopt};
+    const auto found = entries->find(file.filename().string());
+    if (found == entries->end()) return {path, std::nullopt};
+    return {path, found->second};
+  }
+
   void addPath(const std::string& path) {
-    const VersionedFile file = findFile(workingCopy_, path);
+    const VersionedFile file = look(path);
     const bool isListed = file.entry.has_value() && file.entry->directory;
     std::error_code ignored;
     if (isListed || fs::is_directory(fs::path(workingCopy_) / path, ignored)) {
       addDirectory(path);
-    } else if (seen_.insert(path).second) {
+    } else if (files_.insert(path).second) {
       const std::string parent = fs::path(path).parent_path().string();
       const std::string directory = parent.empty() ? "." : parent;
       // One group for all: clients in one directory would wait for each other's locks.
@@ -56,33 +77,42 @@ class Finder {
   std::vector<FileGroup> takeGroups() { return std::move(groups_); }
 
  private:
+  // Each directory's Entries are read once, however many files are asked for.
+  const std::optional<Entries>& entriesOf(const std::string& directory) {
+    const auto known = entries_.find(directory);
+    if (known != entries_.end()) return known->second;
+    return entries_.emplace(directory, readEntries((fs::path(workingCopy_) / directory).string()))
+        .first->second;
+  }
+
   void addDirectory(const std::string& path) {
-    if (!seen_.insert(path + '/').second) return;
-    const fs::path directory = fs::path(workingCopy_) / path;
+    if (!directories_.insert(path).second) return;
+    const std::optional<Entries>& entries = entriesOf(path);
     FileGroup group = {path, FileGroup::State::readable, true, {}};
-    const std::optional<Entries> entries = readEntries(directory.string());
-    std::error_code ignored;
     if (!entries.has_value()) {
-      const bool there = fs::exists(directory, ignored);
-      group.state = there ? FileGroup::State::unreadable : FileGroup::State::lost;
+      group.state =
+          isHere(workingCopy_, path) ? FileGroup::State::unreadable : FileGroup::State::lost;
       groups_.push_back(std::move(group));
       return;
     }
     const std::string prefix = path == "." ? "" : path + '/';
     for (const auto& [name, entry] : *entries) {
-      if (entry.directory || !seen_.insert(prefix + name).second) continue;
+      if (entry.directory || !files_.insert(prefix + name).second) continue;
       group.files.push_back({prefix + name, entry});
     }
     groups_.push_back(std::move(group));
     for (const auto& [name, entry] : *entries) {
-      if (entry.directory) addDirectory(prefix + name);
+      std::error_code ignored;
+      const bool isLink = fs::is_symlink(fs::path(workingCopy_) / (prefix + name), ignored);
+      if (entry.directory && !isLink) addDirectory(prefix + name);
     }
   }
 
   const std::string& workingCopy_;
   std::vector<FileGroup> groups_;
   std::map<std::string, std::size_t> partial_;  // which group has single files of a directory
-  std::set<std::string> seen_;                  // paths; those of directories end in "/"
+  std::set<std::string> files_, directories_;   // that are in a group
+  std::map<std::string, std::optional<Entries>> entries_;  // by directory
 };
 
 // A time as the client writes it.
@@ -98,8 +128,9 @@ FileSnapshot takeSnapshot(const std::string& workingCopy, const VersionedFile& f
   FileSnapshot snapshot;
   snapshot.entry = file.entry;
   struct stat found = {};
-  snapshot.here = lstat((fs::path(workingCopy) / file.path).c_str(), &found) == 0;
-  if (snapshot.here) {
+  const bool isSeen = lstat((fs::path(workingCopy) / file.path).c_str(), &found) == 0;
+  snapshot.here = isSeen || isHere(workingCopy, file.path);
+  if (isSeen) {
     const std::string conflict = '+' + timestampOf(found);
     snapshot.hasOpenConflict =
         file.entry.has_value() && file.entry->timestamp.find(conflict) != std::string::npos;
@@ -136,7 +167,17 @@ std::optional<Entries> readEntries(const std::string& directory) {
   std::ifstream main(file);
   if (!main.is_open() || !fs::is_regular_file(file, ignored)) return std::nullopt;
   std::ifstream log(fs::path(directory) / "CVS/Entries.Log");
-  return parseEntries(main, log);
+  Entries entries = parseEntries(main, log);
+  const auto isDirectory = [](const auto& entry) { return entry.second.directory; };
+  if (!hasDirectoryLine(file) && std::none_of(entries.begin(), entries.end(), isDirectory)) {
+    for (const auto& found : fs::directory_iterator(directory, ignored)) {
+      if (!fs::is_directory(found.path() / "CVS", ignored)) continue;
+      Entry entry;
+      entry.directory = true;
+      entries.emplace(found.path().filename().string(), entry);
+    }
+  }
+  return entries;
 }
 
 std::string readRecordedRoot(const std::string& directory) {
@@ -154,12 +195,7 @@ std::vector<FileGroup> findFiles(const std::string& workingCopy,
 }
 
 VersionedFile findFile(const std::string& workingCopy, const std::string& path) {
-  const fs::path file(path);
-  const auto entries = readEntries((fs::path(workingCopy) / file.parent_path()).string());
-  if (!entries.has_value()) return {path, std::nullopt};
-  const auto found = entries->find(file.filename().string());
-  if (found == entries->end()) return {path, std::nullopt};
-  return {path, found->second};
+  return Finder(workingCopy).look(path);
 }
 
 std::string baseCopyOf(const std::string& workingCopy, const std::string& path) {
@@ -189,7 +225,8 @@ Snapshots takeSnapshots(const std::string& workingCopy, const std::vector<std::s
 
 bool isHere(const std::string& workingCopy, const std::string& path) {
   std::error_code ignored;
-  return fs::exists(fs::symlink_status(fs::path(workingCopy) / path, ignored));
+  const auto status = fs::symlink_status(fs::path(workingCopy) / path, ignored);
+  return status.type() != fs::file_type::not_found;
 }
 
 std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path) {
@@ -199,10 +236,11 @@ std::optional<std::string> relativePath(const std::string& workingCopy, const st
   }
   // Either may be written by way of symbolic links, the path's last name excepted: it may be one
   // that stands in the working copy, unless it is the way to it.
-  const fs::path root = fs::canonical(workingCopy) / "";
+  std::error_code ignored;
+  const fs::path root = fs::canonical(workingCopy, ignored) / "";
   const auto relative =
-      relativeTo(root, fs::weakly_canonical(given.parent_path()) / given.filename());
-  return relative.has_value() ? relative : relativeTo(root, fs::weakly_canonical(given));
+      relativeTo(root, fs::weakly_canonical(given.parent_path(), ignored) / given.filename());
+  return relative.has_value() ? relative : relativeTo(root, fs::weakly_canonical(given, ignored));
 }
 
 std::string asArgument(const std::string& path) {

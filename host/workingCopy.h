@@ -28,7 +28,8 @@ using Entries = std::map<std::string, Entry>;  // by name
 // since it last wrote the other whole.
 Entries parseEntries(std::istream& main, std::istream& log);
 
-// None when CVS/Entries cannot be read.
+// None when CVS/Entries cannot be read. Where it names no directory at all, those that are there
+// count, as they do for the client.
 std::optional<Entries> readEntries(const std::string& directory);
 
 // The repository that a working-copy directory records; empty when it records none.
@@ -87,7 +88,8 @@ using Snapshots = std::map<std::string, FileSnapshot>;  // by path
 // What can be seen of the files that findFiles finds, and of the paths themselves.
 Snapshots takeSnapshots(const std::string& workingCopy, const std::vector<std::string>& paths);
 
-// Whether something of that name is there, a dangling link included.
+// Whether something of that name is there, a dangling link included, or may be: false only when it
+// surely is not.
 bool isHere(const std::string& workingCopy, const std::string& path);
 
 // A path given by the user, who means it as seen from the working copy, as the provider takes it:

@@ -23,7 +23,7 @@ in_bob() { run "$1" "$scchost" -C "$bob" "${@:2}"; }
 names=('[id]' '[a.c]' '[]' ++ '{}' %% status 'a,b')
 for name in "${names[@]}"; do echo "of $name" >"$bob/$name"; done
 in_bob 0 add "${names[@]}"
-equal "$(printf 'added %s\n' "${names[@]}")" "$output"
+equal "$(printf 'added %s\n' "${names[@]}" | LC_ALL=C sort)" "$output"
 echo changed | tee -a "$bob/a.c" "$bob/id" >/dev/null
 for name in "${names[@]}"; do
   echo more >>"$bob/$name"
@@ -77,6 +77,26 @@ mv "$bob/base.c" "$bob/kept" && ln -s /nowhere "$bob/base.c" # which blinds the 
 in_bob 1 unedit id
 holds 'id is not known to be unmodified'
 rm "$bob/base.c" "$bob/base.c.link" && mv "$bob/kept" "$bob/base.c"
+(cd "$bob" && cvs -Q edit id base.c && echo mine | tee -a id >>base.c && touch -d 2040-01-01 id)
+in_bob 1 unedit id
+sed -i.all /^D/d "$bob/CVS/Entries" # then the client looks at what is there
+(cd "$bob/docs" && cvs -Q edit f.txt && echo mine >>f.txt)
+for path in . docs; do
+  in_bob 1 unedit $path
+  holds ' is '
+done
+equal 'mine mine mine' "$(cd "$bob" && tail -qn 1 id base.c docs/f.txt | paste -sd ' ')"
+in_bob 1 diff docs
+mv "$bob/CVS/Entries.all" "$bob/CVS/Entries"
+in_bob 0 unedit --revert id base.c docs
+equal $'reverted base.c\nreverted docs/f.txt\nreverted id' "$(sort <<<"$output")"
+
+# A conflict stays one while the client does not replace the file.
+run 1 "$scchost" -C "$bob" --client false revert z.c
+equal 'scchost: update z.c failed; cvs update left no word on its standard error
+conflict in z.c' "$output"
+in_bob 0 status z.c
+equal $'conflict\t\t\t\tz.c' "$output"
 
 # Every file by its own state, with words only where they were said about it.
 in_bob 0 status a.c dead.c z.c new.c logo.png ./a.c "$bob/z.c"
@@ -95,6 +115,8 @@ rm "$bob/-dir/x"
 in_bob 0 status ./-dir/x
 equal $'missing\t\t\t\t-dir/x' "$output"
 rm -r "$bob/docs"
+in_bob 1 update docs
+holds 'docs is a directory that is lost'
 in_bob 0 status docs
 equal $'missing\t\t\t\tdocs/f.txt\nmissing\t\t\t\tdocs/deep/g.txt' "$output"
 mkdir "$bob/plain"
@@ -102,7 +124,13 @@ mv "$bob/-dir/CVS/Entries" "$scratch/entries"
 in_bob 1 status plain a.c ./-dir
 equal 'Locally Modified	1.1	1.1		a.c
 scchost: plain and 1 more: it has no CVS/Entries that can be read, so its files are not known' "$output"
-in_bob 1 unedit ./-dir
+for command in unedit 'edit --clean' 'unedit --revert'; do
+  # shellcheck disable=SC2086 # words
+  in_bob 1 $command ./-dir
+  holds 'what is in -dir is not known'
+done
+in_bob 1 status --untracked ./-dir
+equal '' "$(grep '^?' <<<"$output")"
 mv "$scratch/entries" "$bob/-dir/CVS/Entries"
 printf '*.tmp\n' >"$bob/.cvsignore"
 touch "$bob/x.tmp" "$bob/x.o" "$bob/"$'bell\a'
@@ -120,8 +148,8 @@ in_bob 0 commit id
 equal '' "$output"
 in_bob 0 unedit id
 equal '' "$output"
-in_bob 0 update plain
-equal '' "$(grep updated <<<"$output")"
+in_bob 1 update plain
+holds 'plain is not under control'
 mkdir "$bob/edits" && cp "$bob/id" "$bob/edits/one" && cp "$bob/id" "$bob/edits/two"
 in_bob 0 add edits/one edits/two
 echo mine >>"$bob/edits/two"
@@ -158,7 +186,15 @@ Binary file logo.png differs
 scchost: id differs only in its line ends, or behind NUL bytes" "$output"
 in_bob 0 diff base.c
 in_bob 2 diff none.c
+in_bob 2 --client none diff
+TMPDIR=/nowhere in_bob 2 diff a.c
+printf '#!/bin/sh\nexit 7\n' >"$scratch/diff" && chmod +x "$scratch/diff"
+PATH=$scratch:$PATH in_bob 2 diff a.c
+holds 'diff could not compare a.c'
+rm "$scratch/diff"
 in_bob 0 revert logo.png id
+in_bob 1 commit
+holds 'dead.c: the repository has it no more'
 rm "$bob/dead.c"
 in_bob 0 commit -m all
 equal 'committing a.c
@@ -169,6 +205,13 @@ committed late.c 1.1
 committed new.c 1.1' "$output"
 in_bob 0 commit
 equal 'nothing is modified' "$output"
+in_bob 0 add edits
+equal '' "$output"
+(cd "$bob" && rm edits/one && cvs -Q rm edits/one)
+in_bob 1 revert edits/one
+holds 'edits/one still waits to be removed'
+in_bob 0 commit
+equal $'committing edits/one\nremoved edits/one' "$output"
 
 # A revision whole, or not at all.
 echo kept >"$scratch/output"

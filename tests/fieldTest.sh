@@ -81,6 +81,6 @@ equal 1999 "$(grep -c ^Up-to-date <<<"$output")"
 equal "Locally Modified	1.1.1.1	1.1.1.1		77/7.txt" "$(grep -v ^Up-to-date <<<"$output")"
 
 wait "$waiting" || fail "the commit that waited ended with $?: $(cat "$scratch/waited")"
-equal "committed locked.txt 1.1 -> 1.2" "$(cat "$scratch/waited")"
+equal "committed locked.txt 1.1 -> 1.2" "$(tail -n 1 "$scratch/waited")"
 equal $'1\n2' "$(cvs -Q checkout -p lib/box/locked.txt)"
 finish

@@ -46,10 +46,10 @@ class Finder {
     } else if (seen_.insert(path).second) {
       const std::string parent = fs::path(path).parent_path().string();
       const std::string directory = parent.empty() ? "." : parent;
-      if (groups_.empty() || groups_.back().isWhole || groups_.back().directory != directory) {
-        groups_.push_back({directory, FileGroup::State::readable, false, {}});
-      }
-      groups_.back().files.push_back(file);
+      // One group for all: clients in one directory would wait for each other's locks.
+      const auto [group, isNew] = partial_.emplace(directory, groups_.size());
+      if (isNew) groups_.push_back({directory, FileGroup::State::readable, false, {}});
+      groups_[group->second].files.push_back(file);
     }
   }
 
@@ -81,7 +81,8 @@ class Finder {
 
   const std::string& workingCopy_;
   std::vector<FileGroup> groups_;
-  std::set<std::string> seen_;  // paths; those of directories end in "/"
+  std::map<std::string, std::size_t> partial_;  // which group has single files of a directory
+  std::set<std::string> seen_;                  // paths; those of directories end in "/"
 };
 
 // A time as the client writes it.

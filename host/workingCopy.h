@@ -55,7 +55,7 @@ struct FileGroup {
 
 // The files among the paths, which the administrative files may or may not name, and for each
 // directory among them all that are named below it: by name, those of a directory before those of
-// its subdirectories. No file twice.
+// its subdirectories. No file twice; files that are named stand together by directory.
 std::vector<FileGroup> findFiles(const std::string& workingCopy,
                                  const std::vector<std::string>& paths);
 

@@ -20,30 +20,19 @@ cvs -Q checkout -d "$bob" tool
 
 # A name is a name, whatever it holds; without "--" too.
 in_bob() { run "$1" "$scchost" -C "$bob" "${@:2}"; }
-while IFS='|' read -r name other; do
-  echo "of $name" >"$bob/$name"
-  echo "changed" >>"$bob/a.c"
-  in_bob 1 update no-such-directory/x "$name" # which is not under control yet
-  in_bob 0 add "$name"
-  equal "added $name" "$output"
+names=('[id]' '[a.c]' '[]' ++ '{}' %% status 'a,b')
+for name in "${names[@]}"; do echo "of $name" >"$bob/$name"; done
+in_bob 0 add "${names[@]}"
+equal "$(printf 'added %s\n' "${names[@]}")" "$output"
+echo changed | tee -a "$bob/a.c" "$bob/id" >/dev/null
+for name in "${names[@]}"; do
   echo more >>"$bob/$name"
   in_bob 0 revert "$name"
   equal "reverted $name 1.1" "$output"
   equal "of $name" "$(cat "$bob/$name")"
-  equal changed "$(tail -n 1 "$bob/a.c")"
-  [ -z "$other" ] || equal $'1\n2\n3' "$(cat "$bob/$other")"
-  rm "$bob/a.c"
-  in_bob 0 update a.c
-done <<'EOT'
-[id]|id
-[a.c]|
-[]|
-++|
-{}|
-%%|
-status|
-a,b|
-EOT
+done
+equal $'changed\nchanged' "$(cd "$bob" && tail -qn 1 a.c id)"
+in_bob 0 revert a.c id
 in_bob 2 update --clean ''
 holds 'is empty'
 in_bob 0 update -C "$bob" # the directory, as everywhere

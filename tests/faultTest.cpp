@@ -63,12 +63,14 @@ void operator delete(void* memory, std::size_t) noexcept { release(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
 // clang-format on
 
+// NOLINTBEGIN(bugprone-macro-parentheses): types and parameter lists take none
 #define SYSTEMS_OWN(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 #define MAY_FAIL(type, name, parameters, arguments, failure, error) \
   type name parameters {                                            \
     static const auto own = SYSTEMS_OWN(name);                      \
     return fails(#name, error) ? failure : own arguments;           \
   }
+// NOLINTEND(bugprone-macro-parentheses)
 
 extern "C" {
 MAY_FAIL(int, pipe2, (int* ends, int flags) noexcept, (ends, flags), -1, EMFILE)

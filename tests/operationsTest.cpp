@@ -119,9 +119,9 @@ TEST_F(Operations, StopAtTheFirstFailureAndKeepTheClientsWords) {
     reply(failing, 2, "output\n", std::string("\nthe words of\n") + failing);
     EXPECT_FALSE(operation(provider)) << failing;
     EXPECT_EQ(takeCalls(), commands);
-    EXPECT_EQ(provider.getLastErrorCommand(),
-              std::string(failing, 0, std::string(failing).find(':')));
-    EXPECT_EQ(provider.getLastError(), std::string("the words of\n") + failing);
+    const std::string key = failing;
+    EXPECT_EQ(provider.getLastErrorCommand(), key.substr(0, key.find(':')));
+    EXPECT_EQ(provider.getLastError(), "the words of\n" + key);
     reply(failing, 0);
   }
   reply("logout", 1, "", "no");

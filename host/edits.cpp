@@ -96,7 +96,9 @@ int uneditFiles(Provider& provider, const Session& session, const Paths& paths, 
   const Snapshots before = takeSnapshots(session.directory, *asked);
   const EditedBytes bytes = readEdited(session, before);
   int status = exitSuccess;
-  for (const auto& [path, file] : before) {
+  for (const auto& entry : before) {
+    const std::string& path = entry.first;
+    const FileSnapshot& file = entry.second;
     const bool isNamed = std::find(paths.begin(), paths.end(), path) != paths.end();
     if (!file.edited && !isNamed) continue;
     const bool succeeded = runOn(provider, path, "unedit", [&](const char* name) {

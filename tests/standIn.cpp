@@ -34,7 +34,9 @@ void write(int descriptor, const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string directory = std::string(std::getenv("STAND_IN")) + '/';
+  const char* prepared = std::getenv("STAND_IN");
+  if (prepared == nullptr) return 99;
+  const std::string directory = std::string(prepared) + '/';
   std::string call = std::filesystem::current_path().string();
   if (std::filesystem::is_empty(".")) {
     const auto mode = std::filesystem::status(".").permissions();

@@ -73,7 +73,7 @@ inline std::string inFork(const std::function<const char*()>& body) {
   }
   int status = -1;
   waitpid(child, &status, 0);
-  const std::string found = status == 0 ? reason : "it did not come to its end";
+  std::string found = status == 0 ? reason : "it did not come to its end";
   munmap(shared, size);
   return found;
 }

@@ -24,6 +24,7 @@ class Questioner {
     } else if (group.state == FileGroup::State::lost) {
       listLost(group.directory, report);
     }
+    report.files.reserve(group.files.size());
     for (const auto& file : group.files) report.files.push_back(ask(file));
     for (auto& file : report.files) {
       if (file.text.empty()) explain(file, group.directory);
@@ -43,13 +44,12 @@ class Questioner {
     const LastError before = provider_.lastError();
     report.state = askStatus(provider_.object(), file.path.c_str());
     const LastError after = provider_.lastError();
-    const bool isThere = isHere(session_.directory, file.path);
     if (report.state.known && report.state.text != "missing") {
       isRead_ = true;
       report.text = report.state.text;
-    } else if (!isThere && (report.state.known || isListed)) {
-      report.text = "missing";
-    } else if (isThere && isListed && file.entry->hasConflict()) {
+    } else if (!isHere(session_.directory, file.path)) {
+      if (report.state.known || isListed) report.text = "missing";
+    } else if (isListed && file.entry->hasConflict()) {
       report.text = "conflict";
     }
     report.trouble = wordsAbout(file.path, before, after);

@@ -12,30 +12,35 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// Cuts the next field, which ends at a slash, off the front of `line`.
+std::string takeField(std::string_view& line) {
+  const std::string_view field = line.substr(0, line.find('/'));
+  line.remove_prefix(std::min(field.size() + 1, line.size()));
+  return std::string(field);
+}
+
 // One line of an Entries file: "/NAME/REVISION/TIMESTAMP/OPTIONS/TAG" for a file, "D/NAME////" for
 // a directory.
-void applyEntry(const std::string& line, bool remove, Entries& entries) {
-  const bool directory = line.rfind("D/", 0) == 0;
-  if (!directory && line.rfind('/', 0) != 0) return;
-  std::vector<std::string> fields;
-  for (std::size_t slash = line.find('/'); slash != std::string::npos && fields.size() < 4;) {
-    const std::size_t next = line.find('/', slash + 1);
-    fields.push_back(line.substr(slash + 1, next == std::string::npos ? next : next - slash - 1));
-    slash = next;
-  }
-  const std::string name = fields[0];
-  if (name.empty() || fields.size() < 2) return;
-  fields.resize(4);
+void applyEntry(std::string_view line, bool remove, Entries& entries) {
+  const bool directory = line.substr(0, 1) == "D";
+  if (directory) line.remove_prefix(1);
+  if (line.substr(0, 1) != "/") return;
+  line.remove_prefix(1);
+  const std::string name = takeField(line);
+  if (name.empty() || line.empty()) return;
   if (remove) {
     entries.erase(name);
-  } else {
-    entries[name] = {directory, fields[1], fields[2], fields[3]};
+    return;
+  }
+  Entry& entry = entries[name];
+  entry.directory = directory;
+  for (std::string* field : {&entry.revision, &entry.timestamp, &entry.options}) {
+    *field = takeField(line);
   }
 }
 
 // Whether an Entries file says anything of directories, be it that there are none.
-bool hasDirectoryLine(const fs::path& file) {
-  std::ifstream lines(file);
+bool hasDirectoryLine(std::istream& lines) {
   std::string line;
   while (std::getline(lines, line)) {
     if (line.rfind('D', 0) == 0) return true;
@@ -102,10 +107,13 @@ class Finder {
     }
     groups_.push_back(std::move(group));
     for (const auto& [name, entry] : *entries) {
-      std::error_code ignored;
-      const bool isLink = fs::is_symlink(fs::path(workingCopy_) / (prefix + name), ignored);
-      if (entry.directory && !isLink) addDirectory(prefix + name);
+      if (entry.directory && !isLink(prefix + name)) addDirectory(prefix + name);
     }
+  }
+
+  bool isLink(const std::string& path) const {
+    std::error_code ignored;
+    return fs::is_symlink(fs::path(workingCopy_) / path, ignored);
   }
 
   const std::string& workingCopy_;
@@ -156,7 +164,8 @@ Entries parseEntries(std::istream& main, std::istream& log) {
   while (std::getline(main, line)) applyEntry(line, false, entries);
   while (std::getline(log, line)) {
     const bool remove = line.rfind("R ", 0) == 0;
-    if (remove || line.rfind("A ", 0) == 0) applyEntry(line.substr(2), remove, entries);
+    if (!remove && line.rfind("A ", 0) != 0) continue;
+    applyEntry(std::string_view(line).substr(2), remove, entries);
   }
   return entries;
 }
@@ -164,12 +173,14 @@ Entries parseEntries(std::istream& main, std::istream& log) {
 std::optional<Entries> readEntries(const std::string& directory) {
   const fs::path file = fs::path(directory) / "CVS/Entries";
   std::error_code ignored;
-  std::ifstream main(file);
-  if (!main.is_open() || !fs::is_regular_file(file, ignored)) return std::nullopt;
-  std::ifstream log(fs::path(directory) / "CVS/Entries.Log");
+  if (!fs::is_regular_file(file, ignored)) return std::nullopt;
+  std::ifstream main(file), log(fs::path(directory) / "CVS/Entries.Log");
+  if (!main.is_open()) return std::nullopt;
   Entries entries = parseEntries(main, log);
   const auto isDirectory = [](const auto& entry) { return entry.second.directory; };
-  if (!hasDirectoryLine(file) && std::none_of(entries.begin(), entries.end(), isDirectory)) {
+  main.clear();
+  main.seekg(0);
+  if (std::none_of(entries.begin(), entries.end(), isDirectory) && !hasDirectoryLine(main)) {
     for (const auto& found : fs::directory_iterator(directory, ignored)) {
       if (!fs::is_directory(found.path() / "CVS", ignored)) continue;
       Entry entry;

@@ -111,9 +111,9 @@ class TiedProvider {
   bool ask(const std::string& path) {
     bool controlled = false, edited = false, modified = false, outOfDate = false;
     const char *text = nullptr, *workingRevision = nullptr, *repositoryRevision = nullptr;
-    demand(provider_.status(path.c_str(), controlled, edited, modified, outOfDate, text,
-                            workingRevision, repositoryRevision),
-           path + " has no status");
+    const bool known = provider_.status(path.c_str(), controlled, edited, modified, outOfDate, text,
+                                        workingRevision, repositoryRevision);
+    if (!known) demand(false, path + " has no status");
     return modified;
   }
 

@@ -128,10 +128,9 @@ std::string CVSInterface::getLocalDirectory(const std::string& path, std::string
     return localRoot;
   }
   fileName.assign(path, slash + 1, path.npos);
-  // One allocation, as every answer from the cache comes by here.
-  std::string directory(localRoot.size() + 1 + slash, '/');
-  directory.replace(0, localRoot.size(), localRoot);
-  directory.replace(localRoot.size() + 1, slash, path, 0, slash);
+  std::string directory;
+  directory.reserve(localRoot.size() + 1 + slash);  // every answer from the cache comes by here
+  directory.append(localRoot).append(1, '/').append(path, 0, slash);
   return directory;
 }
 

@@ -54,10 +54,10 @@ std::string describeUpdate(const std::string& path, const FileSnapshot& before,
                            const FileSnapshot& after) {
   const std::string from = revisionOf(before), to = revisionOf(after);
   if (to.empty()) return from.empty() ? "" : "removed " + path;
-  const bool isMerge = from != to && after.entry->isMerged();
   if (after.hasOpenConflict) return "conflict in " + path;
-  if (isMerge) return describeChange("merged", path, from, to);
-  if (from != to) return describeChange("updated", path, from, to);
+  if (from != to) {
+    return describeChange(after.entry->isMerged() ? "merged" : "updated", path, from, to);
+  }
   if (after.hasContentsOf(before)) return "";
   return describeChange(before.here ? "reverted" : "restored", path, "", to);
 }
@@ -86,28 +86,24 @@ bool holdsConflict(const Session& session, const FileReport& report) {
 // The paths of every file that a commit would take. None, reported, when that is not known.
 std::optional<Paths> findChanged(const Session& session) {
   Paths changed;
-  bool isKnown = true;
-  const auto leaveOff = [&](const std::string& path, const std::string& reason) {
-    if (reason.empty()) return;
-    complain(path + ": " + reason);
-    isKnown = false;
-  };
+  Troubles troubles;
   survey(session, findFiles(session.directory, {"."}), [&](const GroupReport& group) {
-    leaveOff(group.directory, group.trouble);
+    troubles.add(group.directory, group.trouble);
     for (const auto& file : group.files) {
       const std::string& path = file.file.path;
-      leaveOff(path, file.trouble);
-      if (file.text == "conflict") leaveOff(path, "it has a conflict that is to be resolved first");
-      if (file.text == "dead") leaveOff(path, "the repository has it no more; update first");
+      troubles.add(path, file.trouble);
+      if (file.text == "conflict")
+        troubles.add(path, "it has a conflict that is to be resolved first");
+      if (file.text == "dead") troubles.add(path, "the repository has it no more; update first");
       const bool isScheduled = file.text == "added" || file.text == "removed";
       const bool isModified = file.isToldByProvider() && file.state.modified;
       if (isModified && holdsConflict(session, file)) {
-        leaveOff(path, "it still holds the marks of a conflict");
+        troubles.add(path, "it still holds the marks of a conflict");
       }
       if (isScheduled || isModified) changed.push_back(path);
     }
   });
-  if (isKnown) return changed;
+  if (troubles.report() == exitSuccess) return changed;
   complain("nothing is committed; name the files to commit");
   return std::nullopt;
 }

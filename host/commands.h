@@ -36,7 +36,7 @@ int editFiles(Provider& provider, const Session& session, const Paths& paths, bo
 int uneditFiles(Provider& provider, const Session& session, const Paths& paths, bool revert);
 
 struct PrintOptions {
-  std::string revision = "HEAD";
+  std::string revision;
   std::string output;  // empty: the standard output
   bool force = false;  // binary files, too, although they are fetched as text
 };

@@ -18,19 +18,17 @@ namespace {
 
 constexpr int same = 0, different = 1, trouble = 2;  // as diff(1) ends
 
-// Writes the file the way that a fetched revision comes: line ends become single line feeds, the
-// last line has one, and a line ends at its first NUL byte. Returns whether all of it was written.
+// Writes the file the way that a fetched revision comes: line ends become single line feeds, and
+// the last line has one. Returns whether all of it was written.
 bool writeAsText(const std::string& from, const std::string& to) {
   std::ifstream input(from, std::ios::binary);
   std::ofstream output(to, std::ios::binary);
-  bool isOpen = false, isCut = false;  // the line
+  bool isOpen = false;  // the line
   for (char c, last = '\n'; input.get(c); last = c) {
     const bool endsLine = c == '\r' || (c == '\n' && last != '\r');
     if (endsLine) output.put('\n');
-    if (endsLine) isCut = false;
     isOpen = c != '\r' && c != '\n';
-    isCut = isCut || c == '\0';
-    if (isOpen && !isCut) output.put(c);
+    if (isOpen) output.put(c);
   }
   if (isOpen) output.put('\n');
   return input.eof() && output.flush().good();
@@ -65,7 +63,7 @@ int runDiff(const std::string& path, const std::string& revision, const std::str
 int showDifference(const Session& session, const FileReport& report) {
   const std::string& path = report.file.path;
   const std::string working = session.directory + '/' + path;
-  if (report.file.entry.has_value() && report.file.entry->isBinary()) {
+  if (isBinary(session, report.file)) {
     say("Binary file " + path + " differs");
     return different;
   }
@@ -82,7 +80,7 @@ int showDifference(const Session& session, const FileReport& report) {
   }
   const int status = runDiff(path, revision, base.path(), text.path());
   if (status != same) return status;
-  complain(path + " differs only in its line ends, or behind NUL bytes");
+  complain(path + " differs only in its line ends");
   return different;
 }
 
@@ -90,25 +88,19 @@ int showDifference(const Session& session, const FileReport& report) {
 
 int showDifferences(const Session& session, const Paths& paths) {
   std::vector<FileReport> changed;
-  int status = same;
+  Troubles troubles;
   survey(session, findFiles(session.directory, paths), [&](const GroupReport& group) {
-    if (!group.trouble.empty()) {
-      complain(group.directory + ": " + group.trouble);
-      status = trouble;
-    }
+    troubles.add(group.directory, group.trouble);
     for (const auto& file : group.files) {
-      if (!file.trouble.empty()) {
-        complain(file.file.path + ": " + file.trouble);
-        status = trouble;
-      }
+      troubles.add(file.file.path, file.trouble);
       if (file.isToldByProvider() && file.state.modified) changed.push_back(file);
       if (file.text == "conflict" || file.text == "dead") {
-        complain(file.file.path + (file.text == "dead" ? " is dead" : " has a conflict") +
-                 ", and the client fetches no revision of it");
-        status = trouble;
+        troubles.add(file.file.path, "its state is \"" + file.text +
+                                         "\", and the client fetches no revision of it");
       }
     }
   });
+  int status = troubles.report() == exitSuccess ? same : trouble;
   for (const auto& file : changed) status = std::max(status, showDifference(session, file));
   return status;
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -49,7 +50,10 @@ bool canLoseNothing(const Session& session, const Paths& paths) {
 }
 
 std::string readBytes(const Session& session, const std::string& path) {
-  std::ifstream file(session.directory + '/' + path, std::ios::binary);
+  const std::string name = session.directory + '/' + path;
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(name, ignored)) return "";  // a pipe would be waited for
+  std::ifstream file(name, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 

@@ -15,6 +15,20 @@ void passOn(const std::string& words) {
   std::cerr << (isatty(STDERR_FILENO) == 1 ? printable(words) : words) << '\n';
 }
 
+void Troubles::add(const std::string& path, const std::string& words) {
+  if (words.empty()) return;
+  if (troubles_.empty() || troubles_.back().words != words) troubles_.push_back({path, words, 0});
+  ++troubles_.back().files;
+}
+
+int Troubles::report() const {
+  for (const auto& [path, words, files] : troubles_) {
+    const std::string more = files > 1 ? " and " + std::to_string(files - 1) + " more" : "";
+    complain(path + more + ": " + words);
+  }
+  return troubles_.empty() ? exitSuccess : exitFailure;
+}
+
 void say(const std::string& line) {
   std::cout << (isatty(STDOUT_FILENO) == 1 ? printable(line) : line) << '\n';
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 // What the program says, and how it ends.
 
@@ -13,6 +15,23 @@ void complain(const std::string& sentence);
 
 // Writes a line of the client's own words there.
 void passOn(const std::string& words);
+
+// Files that something went wrong with, told together where the words are the same.
+class Troubles {
+ public:
+  // Does nothing where there are no words.
+  void add(const std::string& path, const std::string& words);
+  // Complains of them and returns the exit status.
+  int report() const;
+
+ private:
+  struct Trouble {
+    std::string path;
+    std::string words;
+    std::size_t files;
+  };
+  std::vector<Trouble> troubles_;
+};
 
 // Writes one line about what was done to the standard output.
 void say(const std::string& line);

@@ -44,6 +44,10 @@ bool canMakeDirectory(Provider& provider, const std::string& directory) {
   const std::string what = "mkdir " + directory;
   std::string parent;
   for (const auto& piece : fs::path(directory)) {
+    if (piece == "CVS" || piece == "CVSROOT" || piece == "Attic") {
+      complain(what + ": the client keeps the name " + piece.string() + " for itself");
+      return false;
+    }
     const std::string path = parent.empty() ? piece.string() : parent + '/' + piece.string();
     const auto files = list(provider, parent, false, what);
     if (!files.has_value()) return false;

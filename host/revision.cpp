@@ -1,8 +1,10 @@
 #include "revision.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 
 #include "commands.h"
 #include "progress.h"
@@ -41,6 +43,16 @@ int printFile(const std::string& path, const std::string& output) {
 
 }  // namespace
 
+bool isBinary(const Session& session, const VersionedFile& file) {
+  if (file.entry.has_value() && file.entry->isBinary()) return true;
+  const fs::path path = fs::path(session.directory) / file.path;
+  std::error_code ignored;
+  if (!fs::is_regular_file(path, ignored)) return false;
+  std::ifstream contents(path, std::ios::binary);
+  using Bytes = std::istreambuf_iterator<char>;
+  return std::find(Bytes(contents), Bytes(), '\0') != Bytes();
+}
+
 bool fetchRevision(Provider& provider, const VersionedFile& file, const std::string& revision,
                    const std::string& destination) {
   const std::string argument = asArgument(file.path);
@@ -65,10 +77,10 @@ int printRevision(Provider& provider, const Session& session, const std::string&
     complain(file + " is a directory; cat takes one file");
     return exitFailure;
   }
-  if (isListed && found.entry->isBinary() && !options.force) {
+  if (isBinary(session, found) && !options.force) {
     complain(file +
-             " is binary (-kb), and a revision is fetched as lines of text, which changes "
-             "it; --force fetches it all the same");
+             " is binary, and a revision is fetched as lines of text, which changes it; --force "
+             "fetches it all the same");
     return exitFailure;
   }
   const TemporaryFile fetched;

@@ -103,31 +103,6 @@ class Totals {
   std::size_t files_ = 0;
 };
 
-// Files that something went wrong with, told together where the words are the same.
-class Troubles {
- public:
-  void add(const std::string& path, const std::string& words) {
-    if (words.empty()) return;
-    if (troubles_.empty() || troubles_.back().words != words) troubles_.push_back({path, words, 0});
-    ++troubles_.back().files;
-  }
-  int report() const {
-    for (const auto& [path, words, files] : troubles_) {
-      const std::string more = files > 1 ? " and " + std::to_string(files - 1) + " more" : "";
-      complain(path + more + ": " + words);
-    }
-    return troubles_.empty() ? exitSuccess : exitFailure;
-  }
-
- private:
-  struct Trouble {
-    std::string path;
-    std::string words;
-    std::size_t files;
-  };
-  std::vector<Trouble> troubles_;
-};
-
 Row rowOf(const FileReport& report) {
   return {report.text, report.state.workingRevision, report.state.repositoryRevision,
           report.state.edited ? "edited" : "", report.file.path};

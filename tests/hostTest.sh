@@ -183,7 +183,7 @@ equal "--- a.c	revision 1.1
  3
 +mine
 Binary file logo.png differs
-scchost: id differs only in its line ends, or behind NUL bytes" "$output"
+scchost: id differs only in its line ends" "$output"
 in_bob 0 diff base.c
 in_bob 2 diff none.c
 in_bob 2 --client none diff
@@ -215,7 +215,8 @@ equal $'committing edits/one\nremoved edits/one' "$output"
 
 # A revision whole, or not at all.
 echo kept >"$scratch/output"
-for arguments in 'logo.png' 'plain' '-r 7.7 a.c' '-r 1.1 none.c'; do
+cp "$bob/logo.png" "$bob/late.c" # which is as binary, if not marked
+for arguments in logo.png late.c plain '-r 7.7 a.c' '-r 1.1 none.c'; do
   # shellcheck disable=SC2086 # words
   in_bob 1 cat -o "$scratch/output" $arguments
   equal kept "$(cat "$scratch/output")"
@@ -223,6 +224,8 @@ done
 in_bob 0 cat --force -r 1.1 logo.png
 
 # The repository.
+run 1 "$scchost" mkdir tool/Attic/sub
+holds 'the client keeps the name Attic for itself'
 run 1 "$scchost" mkdir tool/a.c/sub/more
 holds 'the repository has a file tool/a.c'
 run 1 "$scchost" mkdir tool/new --user '1st'

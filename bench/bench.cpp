@@ -2,7 +2,6 @@
 
 #include <argp.h>
 #include <malloc.h>
-#include <sys/utsname.h>
 
 #include <algorithm>
 #include <chrono>
@@ -25,7 +24,7 @@ namespace {
 // What the command line says, and what the rows share.
 struct Bench {
   bool quick = false;
-  std::vector<int> rows;  // none for all
+  std::vector<std::size_t> rows;  // none for all
   std::string csv;
   int pairs = 0;  // of the row at work
   fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
@@ -295,51 +294,38 @@ Comparison measureHostMemory(const Bench& bench) {
 }
 
 struct Row {
-  int number;
   const char* name;
   double unit;    // in seconds or bytes
   double target;  // the most that the median of the ratios may be; 0 for none
   int pairs;
   bool needsClient;
-  const char* provider;
-  const char* reference;
   Comparison (*measure)(const Bench& bench);
 };
 
 constexpr double ns = 1e-9, us = 1e-6, ms = 1e-3, megabytes = 1e6;
 
+// docs/measurements.md tells what the two sides of each row are.
 constexpr Row rows[] = {
-    {1, "one command, us", us, 1.05, 100, false, "saved(), the directory being cached",
-     "posix_spawn, read to the end, wait", measureCommand},
-    {2, "collecting, ms", ms, 1, 15, false, "executeCVSCommand(), 1000000 lines of 66",
-     "popen, getline into a vector of strings", measureCollecting},
-    {3, "first status, ms", ms, 1.1, 15, false, "first status() of 100000 files",
-     "popen, getline of the same", [](const Bench& b) { return measureFirst(b, b.scale(100000)); }},
-    {4, "growth, ms", ms, 11, 15, false, "first status() of 100000 files",
-     "first status() of 10000 files", measureGrowth},
-    {5, "cached status, ns", ns, 1.3, 15, false, "status() among 100000 files of src/main",
-     "std::map::find of the name",
+    {"one command, us", us, 1.05, 100, false, measureCommand},
+    {"collecting, ms", ms, 1, 15, false, measureCollecting},
+    {"first status, ms", ms, 1.1, 15, false,
+     [](const Bench& b) { return measureFirst(b, b.scale(100000)); }},
+    {"growth, ms", ms, 11, 15, false, measureGrowth},
+    {"cached status, ns", ns, 1.3, 15, false,
      [](const Bench& b) { return measureCached(b, b.scale(100000)); }},
-    {6, "real client, ms", ms, 1.05, 15, true, "first status() of 3000 files", "cvs status -l",
-     measureClient},
-    {7, "tree, one job, ms", ms, 1.05, 5, true, "scchost status -j 1, 500 directories of 10",
-     "cvs status -l in each",
+    {"real client, ms", ms, 1.05, 15, true, measureClient},
+    {"tree, one job, ms", ms, 1.05, 5, true,
      [](const Bench& b) {
        return compare(b, host(b, b.small(), {"-j", "1"}), clients(b));
      }},
-    {8, "tree, jobs, ms", ms, 0.65, 5, true, "scchost status, 500 directories of 10",
-     "cvs status -l in each",
+    {"tree, jobs, ms", ms, 0.65, 5, true,
      [](const Bench& b) { return compare(b, host(b, b.small()), clients(b)); }},
-    {9, "small, recursive, ms", ms, 0, 5, true, "scchost status, 500 directories of 10",
-     "cvs -q status, recursive",
+    {"small, recursive, ms", ms, 0, 5, true,
      [](const Bench& b) { return compare(b, host(b, b.small()), recursiveClient(b, b.small())); }},
-    {10, "large, recursive, ms", ms, 1.2, 5, true, "scchost status, 200 directories of 100",
-     "cvs -q status, recursive",
+    {"large, recursive, ms", ms, 1.2, 5, true,
      [](const Bench& b) { return compare(b, host(b, b.large()), recursiveClient(b, b.large())); }},
-    {11, "slow client, ms", ms, 1.0 / 12, 2, true, "scchost status -j 16, 200 directories of 10",
-     "scchost status -j 1", measureSlowClient},
-    {12, "memory, MB", megabytes, 2, 5, true, "scchost status -j 16, 200 directories of 100",
-     "scchost status -j 1", measureHostMemory},
+    {"slow client, ms", ms, 1.0 / 12, 2, true, measureSlowClient},
+    {"memory, MB", megabytes, 2, 5, true, measureHostMemory},
 };
 
 struct Summary {
@@ -352,31 +338,9 @@ Summary summarise(std::vector<double> values) {
   return {values.front(), (values[lower] + values[upper]) / 2, values.back()};
 }
 
-constexpr char method[] =
-    R"(Workload  In rows 1 to 5 both sides run the same child, which writes a made-up file to its
-          standard output by sendfile: nothing in row 1, plain lines in row 2, else what
-          cvs status -l tells, ten lines a file, one file in ten modified. From row 6 on it is
-          cvs, on a repository imported beforehand, in row 11 by a script that first waits for
-          100 ms.
-Method    The two sides run in turn, changing the order, after a pair that does not count.
-          A target is met when the median of the ratios, pair by pair, is.
-
-Row  provider                                      reference
-)";
-
 void printHeading(const Bench& bench) {
-  std::ifstream processors("/proc/cpuinfo");
-  std::string model;
-  while (std::getline(processors, model) && model.rfind("model name", 0) != 0) {
-  }
-  utsname system = {};
-  uname(&system);
-  std::printf("Machine  %s, %u cores, %s %s %s\n", model.substr(model.find(':') + 1).c_str(),
-              std::thread::hardware_concurrency(), system.sysname, system.release, system.machine);
-  std::printf("Compiler  g++ " __VERSION__ ", optimised, %zu-bit\n%s", 8 * sizeof(void*), method);
-  for (const auto& row : rows) {
-    std::printf("%2d   %-45s %s\n", row.number, row.provider, row.reference);
-  }
+  std::printf("g++ " __VERSION__ ", optimised, %zu-bit; %u cores\n", 8 * sizeof(void*),
+              std::thread::hardware_concurrency());
   if (bench.quick) std::printf("A quick run, on a hundredth of that: its numbers mean nothing.\n");
   std::printf("\n%24s%21s%21s%21s\n%-24s", "", "provider", "reference", "ratio in a pair", "");
   for (int group = 0; group < 3; ++group) std::printf("%7s%7s%7s", "min", "median", "max");
@@ -417,8 +381,9 @@ std::string makeTrees(Bench& bench) {
   return "";
 }
 
-void measureRow(Bench& bench, const Row& row) {
-  std::printf("%2d %-21s", row.number, row.name);
+void measureRow(Bench& bench, std::size_t number) {
+  const Row& row = rows[number - 1];
+  std::printf("%2zu %-21s", number, row.name);
   std::fflush(stdout);
   const std::string obstacle = row.needsClient ? makeTrees(bench) : "";
   if (obstacle.empty()) {
@@ -455,8 +420,8 @@ void run(Bench& bench) {
   unsetenv("CVS_GNU_CLIENT");
   printHeading(bench);
   const auto& wanted = bench.rows;
-  for (const auto& row : rows) {
-    const bool chosen = std::find(wanted.begin(), wanted.end(), row.number) != wanted.end();
+  for (std::size_t row = 1; row <= std::size(rows); ++row) {
+    const bool chosen = std::find(wanted.begin(), wanted.end(), row) != wanted.end();
     if (wanted.empty() || chosen) measureRow(bench, row);
   }
   if (!bench.csv.empty()) writeCurves(bench);
@@ -470,10 +435,10 @@ constexpr argp_option options[] = {
 
 error_t readOption(int key, char* value, argp_state* state) {
   Bench& bench = *static_cast<Bench*>(state->input);
-  const int number = value == nullptr ? 0 : std::atoi(value);
+  const std::size_t number = value == nullptr ? 0 : std::strtoul(value, nullptr, 10);
   if (key == 'q') {
     bench.quick = true;
-  } else if (key == 'r' && number > 0 && number <= static_cast<int>(std::size(rows))) {
+  } else if (key == 'r' && number > 0 && number <= std::size(rows)) {
     bench.rows.push_back(number);
   } else if (key == 'c') {
     bench.csv = value;

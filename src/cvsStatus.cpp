@@ -85,15 +85,14 @@ void readBlock(Iterator line, const StatusKind& status, CVSFileStatus& record) {
 // many.
 template <typename Iterator>
 void parseStatusLines(FileStatusMap& statusMap, Iterator line, std::size_t count) {
-  CVSFileStatus record;           // one for all: a block without a revision keeps the one before
-  auto next = statusMap.begin();  // where the next name belongs, as the client sorts them
+  CVSFileStatus record;  // one for all: a block without a revision keeps the one before
   while (count > repositoryRevisionLine) {
     const auto [name, status] = readHeading(*line);
     if (status != nullptr) {
       readBlock(line, *status, record);
-      // The record moves there, so that memory can run out before the change but not during it.
-      next = statusMap.insert_or_assign(next, std::string(name), CVSFileStatus(record));
-      ++next;
+      // The client sorts the names. The record moves there, so that memory can run out before the
+      // change but not during it.
+      statusMap.insert_or_assign(statusMap.end(), std::string(name), CVSFileStatus(record));
     }
     const std::size_t step = status == nullptr ? 1 : std::min(blockLines, count);
     std::advance(line, step);

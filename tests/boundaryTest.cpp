@@ -1,123 +1,69 @@
 // The library as a host meets it: what it exports and needs, and where each operation stands.
 #include <elf.h>
 
+#include <cstdint>
 #include <cstring>
 #include <typeinfo>
 
 #include "support.h"
 
-// A host's own idea of the interface, by position alone. Not in the unnamed namespace: there the
-// compiler sees that nothing implements it.
-struct HostSide {
-  virtual bool setOption(const char*, const char*) = 0;
-  virtual int iterateRepositoryList() = 0;
-  virtual const char* getRepositoryListEntry() = 0;
-  virtual bool login(const char*, const char*, const char*) = 0;
-  virtual bool logout() = 0;
-  virtual bool setRootsToExisting(const char*) = 0;
-  virtual bool setRootsCheckingOut(const char*, const char*) = 0;
-  virtual const char* getLocalRoot() = 0;
-  virtual const char* getRemoteRoot() = 0;
-  virtual bool checkOutSupported() = 0;
-  virtual bool refresh() = 0;
-  virtual bool status(const char*, bool&, bool&, bool&, bool&, const char*&, const char*&,
-                      const char*&) = 0;
-  virtual bool addFile(const char*, const char*) = 0;
-  virtual bool saved(const char*) = 0;
-  virtual bool getFile(const char*, bool) = 0;
-  virtual bool getTo(const char*, const char*, const char*) = 0;
-  virtual bool checkout(const char*, const char*, bool) = 0;
-  virtual bool undoCheckout(const char*, bool) = 0;
-  virtual bool checkin(const char*, const char*) = 0;
-  virtual bool merged(const char*, const char*) = 0;
-  virtual const char* getRoot() = 0;
-  virtual bool refreshDirectoriesList(const char*) = 0;
-  virtual int iterateRemoteDirectory(const char*, bool) = 0;
-  virtual const char* getRemoteDirectoryEntry() = 0;
-  virtual bool createDirectory(const char*, const char*) = 0;
-  virtual const char* getLastErrorCommand() = 0;
-  virtual const char* getLastError() = 0;
-  virtual void preMulti() = 0;
-  virtual bool postMulti() = 0;
-
- protected:
-  ~HostSide() = default;
-};
-
 namespace {
 
-class Boundary : public ProviderTest {
- protected:
-  Boundary() { tie(*allocated); }
-  ~Boundary() override { library.release(allocated); }
-
-  const Library library;
-  Interface* allocated = library.allocate();
-  HostSide* host = reinterpret_cast<HostSide*>(allocated);
-};
-
-// What each operation leaves to see that no other at its place would.
-TEST_F(Boundary, HasEveryOperationAtItsPlace) {
-  bool flag = false;
-  const char* text = "";
-  EXPECT_EQ(host->iterateRepositoryList(), 1);
-  EXPECT_STREQ(host->getRepositoryListEntry(), root);
-  EXPECT_FALSE(host->setRootsToExisting("/no/such/directory"));
-  EXPECT_STREQ(host->getLocalRoot(), scratch.path().c_str());
-  EXPECT_STREQ(host->getRemoteRoot(), "lib/proj");
-  EXPECT_FALSE(host->checkOutSupported());
-  EXPECT_TRUE(host->setOption("Environment/Source Code Control/CVSEditSupported", "Yes"));
-  EXPECT_TRUE(host->checkOutSupported());
-  EXPECT_FALSE(host->merged("a", "b"));
-  EXPECT_STREQ(host->getRoot(), ".");
-  EXPECT_TRUE(host->refreshDirectoriesList(nullptr));
-  EXPECT_STREQ(host->getLastErrorCommand(), "");
-  EXPECT_STREQ(host->getLastError(), "");
-  EXPECT_EQ(takeCalls(), Lines{});
-
-  reply("status", 0, statusBlock("a", "Up-to-date"));
-  EXPECT_TRUE(host->status("a", flag, flag, flag, flag, text, text, text));
-  EXPECT_TRUE(host->saved("a"));
-  EXPECT_TRUE(host->refresh());
-  EXPECT_EQ(takeCalls(),
-            (Lines{".$ status|-l", ".$ editors|-l", ".$ status|-l|a", ".$ editors|a"}));
-  EXPECT_TRUE(host->addFile("b", nullptr));
-  EXPECT_TRUE(host->getFile("c", true));
-  EXPECT_TRUE(host->getTo("d", "1.1", (scratch.path() + "/to").c_str()));
-  EXPECT_TRUE(host->undoCheckout("f", false));
-  host->preMulti();
-  EXPECT_TRUE(host->checkin("g", "m"));
-  EXPECT_EQ(takeCalls(), (Lines{".$ add|b", ".$ commit|-m|no comment|b", ".$ update|c",
-                                ".$ update|-p|-r|1.1|d", ".$ unedit|-w|-y|f"}));
-  EXPECT_TRUE(host->postMulti());
-  EXPECT_EQ(takeCalls(), Lines{".$ commit|-m|m|g"});
-  EXPECT_TRUE(host->checkout("e", nullptr, false));
-  EXPECT_EQ(takeCalls(), (Lines{".$ status|-l", ".$ editors|-l", ".$ edit|e", ".$ status|-l|e",
-                                ".$ editors|e"}));
-
-  reply("rls", 0, "D/x////\n");
-  EXPECT_EQ(host->iterateRemoteDirectory("p", true), 1);
-  EXPECT_STREQ(host->getRemoteDirectoryEntry(), "x");
-  EXPECT_TRUE(host->createDirectory("p", "n"));
-  takeCalls();
-  EXPECT_TRUE(host->setOption("Environment/Source Code Control/CVSLoginRequired", "Yes"));
-  reply("login", 1, "", "refused\n");
-  EXPECT_FALSE(host->login("u", "p", root));
-  EXPECT_STREQ(host->getLastErrorCommand(), "login");
-  EXPECT_STREQ(host->getLastError(), "refused");
-  EXPECT_TRUE(host->logout());
-  EXPECT_EQ(takeCalls(), (Lines{"host$ login|-p|p", "host$ logout"}));
-  EXPECT_TRUE(host->setRootsCheckingOut((scratch.path() + "/new").c_str(), "m"));
-  EXPECT_EQ(takeCalls(), Lines{".$ checkout|-l|-d|new|m"});
+// Where a virtual function stands in the table that hosts were compiled against.
+template <typename Member>
+std::size_t slotOf(Member member) {
+  std::uintptr_t word = 0;  // the offset in the table, plus one
+  std::memcpy(&word, &member, sizeof word);
+  return (word - 1) / sizeof(void*);
 }
 
-TEST_F(Boundary, GivesIndependentObjectsThatKnowTheirType) {
+TEST(Interface, HasEveryOperationAtItsPlace) {
+  using OneRoot = bool (Interface::*)(const char*);
+  using TwoRoots = bool (Interface::*)(const char*, const char*);
+  const std::size_t slots[] = {slotOf(&Interface::setOption),
+                               slotOf(&Interface::iterateRepositoryList),
+                               slotOf(&Interface::getRepositoryListEntry),
+                               slotOf(&Interface::login),
+                               slotOf(&Interface::logout),
+                               slotOf(static_cast<OneRoot>(&Interface::setRoots)),
+                               slotOf(static_cast<TwoRoots>(&Interface::setRoots)),
+                               slotOf(&Interface::getLocalRoot),
+                               slotOf(&Interface::getRemoteRoot),
+                               slotOf(&Interface::checkOutSupported),
+                               slotOf(&Interface::refresh),
+                               slotOf(&Interface::status),
+                               slotOf(&Interface::addFile),
+                               slotOf(&Interface::saved),
+                               slotOf(&Interface::getFile),
+                               slotOf(&Interface::getTo),
+                               slotOf(&Interface::checkout),
+                               slotOf(&Interface::undoCheckout),
+                               slotOf(&Interface::checkin),
+                               slotOf(&Interface::merged),
+                               slotOf(&Interface::getRoot),
+                               slotOf(&Interface::refreshDirectoriesList),
+                               slotOf(&Interface::iterateRemoteDirectory),
+                               slotOf(&Interface::getRemoteDirectoryEntry),
+                               slotOf(&Interface::createDirectory),
+                               slotOf(&Interface::getLastErrorCommand),
+                               slotOf(&Interface::getLastError),
+                               slotOf(&Interface::preMulti),
+                               slotOf(&Interface::postMulti)};
+  ASSERT_EQ(std::size(slots), 29u);
+  for (std::size_t i = 0; i < std::size(slots); ++i) EXPECT_EQ(slots[i], i);
+}
+
+TEST(Library, GivesIndependentObjectsThatKnowTheirType) {
+  const Library library;
+  Interface* first = library.allocate();
   Interface* other = library.allocate();
-  EXPECT_STREQ(other->getLocalRoot(), "");
+  first->setOption("Environment/Source Code Control/CVSRoot", "r");
+  EXPECT_STREQ(other->getRepositoryListEntry(), "");
   EXPECT_STREQ(typeid(*other).name(), typeid(CVSInterface).name());
   EXPECT_STREQ(typeid(SourceCodeControlSystemProviderInterface).name(),
                "40SourceCodeControlSystemProviderInterface");
   EXPECT_STREQ(typeid(CVSInterface).name(), "12CVSInterface");
+  library.release(first);
   library.release(other);
   library.release(nullptr);
 }

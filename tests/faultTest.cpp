@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <poll.h>
+#include <signal.h>
 #include <stdarg.h>
 
 #include <cerrno>
@@ -189,6 +190,9 @@ class Faults : public ProviderTest {
     EXPECT_TRUE(happened ? !thrown || planned.function == "new" : result);
     EXPECT_EQ(countDescriptors(), descriptors);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+    sigset_t held;
+    sigprocmask(SIG_SETMASK, nullptr, &held);
+    EXPECT_FALSE(sigismember(&held, SIGCHLD)) << "SIGCHLD stays blocked";
     const Lines made = takeCalls(), done = deedsOf(made);
     EXPECT_TRUE(!result || done == wanted) << ::testing::PrintToString(done);
 

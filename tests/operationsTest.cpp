@@ -51,17 +51,9 @@ TEST_F(Operations, RunTheirCommands) {
        {"./src$ add|a.c", ".$ commit|-m|m|/src//a.c"}},
       {[](auto& p) { return p.getFile("src/a.c", true); },
        {".$ update|src/a.c", "./src$ status|-l|a.c"}},
-      {[](auto& p) { return p.getFile("src/a.c", false); },
-       {".$ update|-C|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.getTo("src/a.c", "", "/dev/null"); }, {".$ update|-p|-r||src/a.c"}},
-      {[](auto& p) { return p.checkout("src/a.c", nullptr, true); },
-       {".$ edit|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.undoCheckout("src/a.c", false); },
        {".$ unedit|-w|-y|src/a.c", "./src$ status|-l|a.c"}},
-      {[](auto& p) { return p.undoCheckout("src/a.c", true); },
-       {".$ unedit|-y|src/a.c", ".$ update|-C|src/a.c", "./src$ status|-l|a.c"}},
-      {[](auto& p) { return p.iterateRemoteDirectory("lib/proj", true) == 0; },
-       {"host$ -q|rls|-e|lib/proj"}},
   };
   set("CVSLoginRequired", "yes");  // which is not "Yes"
   reply("status", 0, statusBlock("x", "Up-to-date"));
@@ -495,24 +487,6 @@ TEST_F(Batches, StayOpenAndWholeAfterAFailure) {
             (Lines{".$ commit|-m|A|a|b|src/x|src/x", "./src$ status|-l|x", "./src$ status|-l|x"}));
   EXPECT_TRUE(provider.checkin("c", "C"));
   EXPECT_EQ(takeCalls(), Lines{".$ commit|-m|C|c"});
-}
-
-TEST_F(Batches, HoldAThousandFilesAndSurviveTooMany) {
-  provider.preMulti();
-  for (int i = 0; i < 1000; ++i) provider.checkin(("file" + std::to_string(i)).c_str(), "m");
-  EXPECT_TRUE(provider.postMulti());
-  const Lines one = takeCalls();
-  ASSERT_EQ(one.size(), 1u);
-  EXPECT_EQ(std::count(one[0].begin(), one[0].end(), '|'), 1002);
-
-  const std::string longName(4000, 'x');
-  provider.preMulti();
-  for (int i = 0; i < 5000; ++i) provider.checkin(longName.c_str(), "m");
-  EXPECT_FALSE(provider.postMulti());  // more than the system passes to a program
-  EXPECT_STREQ(provider.getLastErrorCommand(), "commit");
-  reply("status", 0, statusBlock("x", "Up-to-date"));
-  EXPECT_TRUE(known("x"));  // and released with the batch pending and the cache filled
-  EXPECT_EQ(takeCalls(), Lines{".$ status|-l"});
 }
 
 TEST(SplitString, CutsTokens) {

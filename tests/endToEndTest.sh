@@ -60,21 +60,10 @@ equal "reverted changed.txt 1.1" "$output"
 equal 1 "$(head -1 "$bob/changed.txt")"
 run 0 "$scchost" -C "$bob" commit -m Mine merged.txt same.txt
 equal "committed merged.txt 1.2 -> 1.3" "$output" # and nothing of what was not modified
-run 0 "$scchost" -C "$bob" cat merged.txt
-equal "one 2 3 4 5 6" "$(tr '\n' ' ' <<<"$output" | sed 's/ $//')"
-run 0 "$scchost" -C "$bob" cat -r 1.1 -o "$scratch/old" merged.txt
-equal "1 2 3 4 5" "$(tr '\n' ' ' <"$scratch/old" | sed 's/ $//')"
-for revision in no_such_tag 7.7; do
-  run 1 "$scchost" -C "$bob" cat -r $revision -o "$scratch/old" merged.txt
-  holds "nothing for revision $revision of merged.txt; cvs update said:" 'cvs'
-done
-equal 5 "$(wc -l <"$scratch/old")"
 run 1 "$scchost" -C "$bob" cat -o "$scratch/no/such" merged.txt
 holds "cannot write $scratch/no/such"
 
 # A merge that leaves a conflict succeeds, with a warning.
-run 0 "$scchost" -C "$ann" update
-equal "updated merged.txt 1.2 -> 1.3" "$output"
 sed -i 's/^3/ann/' "$ann/same.txt"
 sed -i 's/^3/bob/' "$bob/same.txt"
 run 0 "$scchost" -C "$ann" commit -m Conflicting same.txt
@@ -91,17 +80,7 @@ holds "File had conflicts on merge"
 run 0 "$scchost" -C "$bob" update --clean same.txt
 equal "reverted same.txt 1.2" "$output"
 
-# Edits, and how they end.
-run 0 "$scchost" -C "$bob" edit --clean patched.txt gone.txt
-echo mine >>"$bob/gone.txt"
-run 1 "$scchost" -C "$bob" unedit gone.txt
-holds "gone.txt is modified"
-equal mine "$(tail -n 1 "$bob/gone.txt")"
-run 0 "$scchost" -C "$bob" unedit patched.txt
-run 0 "$scchost" -C "$bob" unedit --revert gone.txt
-run 0 "$scchost" -C "$bob" --edit status patched.txt gone.txt
-equal "Up-to-date	1.2	1.2		patched.txt
-Up-to-date	1.1	1.1		gone.txt" "$output"
+# What cannot be done.
 rm "$bob/edited.txt"
 run 1 "$scchost" -C "$bob" unedit --revert edited.txt
 holds "unedit edited.txt failed; cvs unedit said:"
@@ -114,22 +93,10 @@ holds "cvs checkout said:" "cannot find module"
 run 1 "$scchost" logout
 holds "can only use pserver"
 
-# The repository, seen without a working copy.
-run 0 "$scchost" ls -d lib/tool
-equal docs "$output"
 run 0 "$scchost" ls lib/tool/docs
 equal "" "$output"
 run 1 "$scchost" ls no/such
 holds "cvs rls said:" "cannot find module"
-run 1 "$scchost" -C "$bob" cat nowhere.txt -o "$scratch/old"
-holds "the client gave nothing for revision HEAD of nowhere.txt"
-equal 5 "$(wc -l <"$scratch/old")"
-run 1 "$scchost" mkdir new --user 'not a tag'
-holds "mkdir new failed; cvs import said:"
-run 1 "$scchost" mkdir lib/tool/same.txt
-holds "the repository has a file lib/tool/same.txt"
-run 1 "$scchost" checkout "$bob" lib
-holds "already is a working copy, of lib/tool"
 run 2 "$scchost" checkout "" lib
 
 # A script, with one provider for all of it.

@@ -216,7 +216,7 @@ equal $'committing edits/one\nremoved edits/one' "$output"
 # A revision whole, or not at all.
 echo kept >"$scratch/output"
 cp "$bob/logo.png" "$bob/late.c" # which is as binary, if not marked
-for arguments in logo.png late.c plain '-r 7.7 a.c' '-r 1.1 none.c'; do
+for arguments in logo.png late.c plain '-r 7.7 a.c' '-r none a.c' '-r 1.1 none.c'; do
   # shellcheck disable=SC2086 # words
   in_bob 1 cat -o "$scratch/output" $arguments
   equal kept "$(cat "$scratch/output")"

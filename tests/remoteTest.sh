@@ -18,7 +18,7 @@ cvs -d "$repository" init
 # shellcheck disable=SC2317 # "run" calls it
 host() { timeout 60 "$scchost" --edit "$@"; }
 # shellcheck disable=SC2317
-log_in() { printf '%s\n' secret | host login; }
+log_in() { printf '%s\n' "$2" | host --root "$1" login; }
 # The lines of a file, a blank between them.
 lines() { paste -sd ' ' "$1"; }
 
@@ -27,7 +27,9 @@ case $2 in
   fork) CVSROOT=:fork:$repository ;;
   password)
     chmod a+x "$scratch" # for the server, which is not run by root
-    start_password_server "$repository" ann secret 2>"$scratch/reason" || skip "$(cat "$scratch/reason")"
+    export password='Zw0lf Bögen$'
+    start_password_server "$repository" ann "$password" guest '' 2>"$scratch/reason" ||
+      skip "$(cat "$scratch/reason")"
     CVSROOT=$server_root
     ;;
   ssh | shared-ssh)
@@ -41,7 +43,24 @@ case $2 in
     ;;
 esac
 export CVSROOT
-[ "$2" != password ] || run 0 log_in
+
+if [ "$2" = password ]; then
+  guest_root=${CVSROOT/ann/guest}
+  run 1 log_in "$CVSROOT" wrong
+  holds 'authorization failed: server 127.0.0.1 rejected access' 'for user ann'
+  run 1 host ls
+  run 0 log_in "$guest_root" ''
+  run 0 host --root "$guest_root" ls
+  run 1 log_in "$guest_root" "$password"
+  equal 1 "$(grep -c . "$HOME/.cvspass")"
+  equal '' "$("$build/cvs-gnu" -d "$guest_root" login -p '' 2>&1 >"$scratch/login")"
+  # On a terminal, which the client must not read.
+  export scchost
+  # shellcheck disable=SC2016 # for the shell that runs it
+  printf '%s\n' 'printf "%s\n" "$password" | "$scchost" login' >"$scratch/onTerminal"
+  run 0 timeout 30 script -qec "sh '$scratch/onTerminal'" /dev/null
+  holds "logged in to $CVSROOT"
+fi
 
 # A project of its own, in two working copies; the first command opens the shared connection, and
 # must not wait for it to close.
@@ -94,6 +113,7 @@ equal '1 2 3 4 5 6 7' "$(lines "$bob/util.c")"
 run 0 host -C "$bob" unedit --revert util.c
 equal '1 2 3 4 5 6' "$(lines "$bob/util.c")"
 run 0 host -C "$bob" unedit 'docs/user guide/start.txt'
+equal rw "$(stat -c %A "$bob/docs/user guide/start.txt" | cut -c 2-3)"
 run 0 host -C "$bob" status util.c docs
 equal $'Up-to-date\t1.2\t1.2\t\tutil.c
 Up-to-date\t1.1\t1.1\t\tdocs/user guide/start.txt' "$output"
@@ -102,4 +122,9 @@ run 0 host ls lib/tool
 equal $'main.c\nutil.c' "$output"
 run 0 host ls -d lib/tool
 equal docs "$output"
+if [ "$2" = password ]; then
+  equal '' "$(grep -rlF "$password" "$scratch")"
+  run 0 host logout
+  run 1 host ls
+fi
 finish

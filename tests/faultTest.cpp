@@ -253,28 +253,15 @@ TEST_F(Faults, FailOneCallAndLoseNothing) {
       {"iterateRemoteDirectory",
        [=](auto& p) { return p.iterateRemoteDirectory(name, true) == 2; }},
       {"createDirectory", [=](auto& p) { return p.createDirectory(name, name); }},
-      {"checkin, joining",
-       [=](auto& p) {
-         p.preMulti();
-         return p.checkin(name, name);
-       },
+      {"checkin, joining", [=](auto& p) { return p.preMulti(), p.checkin(name, name); },
        joinedNothing},
-      {"getFile, joining",
-       [=](auto& p) {
-         p.preMulti();
-         return p.getFile(name, false);
-       },
+      {"getFile, joining", [=](auto& p) { return p.preMulti(), p.getFile(name, false); },
        joinedNothing},
-      {"addFile, joining",
-       [=](auto& p) {
-         p.preMulti();
-         return p.addFile(name, name);
-       },
+      {"addFile, joining", [=](auto& p) { return p.preMulti(), p.addFile(name, name); },
        joinedNothing},
       {"postMulti",
        [=](auto& p) {
-         p.preMulti();
-         return knows(p, "src/a.c") && p.checkin("src/a.c", "A") && p.postMulti();
+         return p.preMulti(), knows(p, "src/a.c") && p.checkin("src/a.c", "A") && p.postMulti();
        },
        ranOnce},
   };

@@ -6,9 +6,9 @@
 
 #include "workingCopy.h"
 
-// Makes files with an open conflict look touched while it lives, for the client brings none of them
-// back otherwise. A file that the client has not replaced then looks untouched again: it would
-// count as resolved.
+// While it lives, files with an open conflict look touched: the client replaces no others.
+// Afterwards a file that the client did not replace looks untouched again, or it would count as
+// resolved.
 class TouchedConflicts {
  public:
   TouchedConflicts(const std::string& workingCopy, const Snapshots& files);

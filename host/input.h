@@ -23,11 +23,11 @@ class LineReader {
   std::FILE* file_;
 };
 
-// Takes the standard input away from every client started from here on, which get an empty one:
-// else a client that reads it would swallow lines of a script. Returns what it was, closed when it
-// was closed; to be called once, before anything reads it.
+// Gives every client started from here on an empty standard input: a client that read ours would
+// swallow lines of a script. Returns the former standard input, or null if it was closed. Call it
+// once, before anything reads.
 std::FILE* takeStandardInput();
 
-// Asks for a password on the terminal that `input` is, unseen and interrupted by the usual keys,
-// or reads a line of it when it is none. None when the input has ended.
+// Asks for a password without echo, and the usual keys interrupt, if `input` is a terminal; else
+// reads a line of it. None at the end of the input.
 std::optional<std::string> readPassword(LineReader& input, const std::string& prompt);

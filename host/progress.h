@@ -7,7 +7,8 @@
 #include <string>
 #include <thread>
 
-// A line on a capable terminal's standard error that tells how far work is which takes long. It
+// A line on the standard error, if that is a capable terminal, that tells how far long work has
+// come. It
 // appears after `delay`, changes twice a second and goes with the object, or when a signal ends the
 // program. Nothing is written elsewhere. One object at a time.
 class Progress {

@@ -42,8 +42,8 @@ class ProviderLibrary {
   decltype(&ReleaseSourceCodeControlSystemInterface) release_ = nullptr;
 };
 
-// One provider, whose library stays loaded for as long as it lives. To be used by one thread at a
-// time; throws std::bad_alloc when the library has no memory for it.
+// One provider. Its library stays loaded for as long as it lives. Only one thread may use it at a
+// time. Throws std::bad_alloc when the library has no memory for it.
 class Provider {
  public:
   explicit Provider(std::shared_ptr<const ProviderLibrary> library,

@@ -38,8 +38,8 @@ std::string repositoryPath(const std::string& path) {
   return normal == "." ? "" : normal;
 }
 
-// Whether a directory can be made: the client would make it over a file, above it or in its place,
-// which then cannot be checked out any more. Reports why not.
+// Whether a directory can be made; reports why not. The client would make it even in the place of a
+// file or below one, and then nobody could check the module out any more.
 bool canMakeDirectory(Provider& provider, const std::string& directory) {
   const std::string what = "mkdir " + directory;
   std::string parent;

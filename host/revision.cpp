@@ -15,9 +15,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Whether a fetch that succeeded gave the revision. Before a file, even an empty one, the client
-// writes a heading to its standard error, or nothing at all where its user wants it quiet; what it
-// does not have, it speaks of there.
+// Whether a fetch that succeeded gave the revision. The client writes a heading to its standard
+// error before a file, even an empty one, unless its user wants it quiet. It also writes there
+// which revision it does not have.
 bool hasGivenRevision(Provider& provider, const VersionedFile& file, const std::string& revision,
                       const std::string& contents) {
   const std::string words = provider.lastError().text;

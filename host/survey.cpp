@@ -33,7 +33,7 @@ class Questioner {
   }
 
  private:
-  // The name is left empty where it takes more than the answer to tell what it means.
+  // The text stays empty where the answer alone does not tell the state.
   FileReport ask(const VersionedFile& file) {
     FileReport report = {file, {}, "", ""};
     const bool isListed = file.entry.has_value();

@@ -2,8 +2,8 @@
 
 #include <string>
 
-// What a command needs for a short time, below the system's directory for that and for this user
-// alone. Both throw std::system_error when they cannot be made.
+// Short-lived files of a command, in the system's temporary directory and for this user alone. Both
+// classes throw std::system_error when nothing can be made.
 
 class TemporaryFile {
  public:

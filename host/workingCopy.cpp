@@ -39,7 +39,7 @@ void applyEntry(std::string_view line, bool remove, Entries& entries) {
   }
 }
 
-// Whether an Entries file says anything of directories, be it that there are none.
+// Whether an Entries file has a line about directories; a lone "D" says that there are none.
 bool hasDirectoryLine(std::istream& lines) {
   std::string line;
   while (std::getline(lines, line)) {

@@ -28,8 +28,8 @@ using Entries = std::map<std::string, Entry>;  // by name
 // since it last wrote the other whole.
 Entries parseEntries(std::istream& main, std::istream& log);
 
-// None when CVS/Entries cannot be read. Where it names no directory at all, those that are there
-// count, as they do for the client.
+// None when CVS/Entries cannot be read. When it names no directory at all, every directory that is
+// there counts, as it does for the client.
 std::optional<Entries> readEntries(const std::string& directory);
 
 // The repository that a working-copy directory records; empty when it records none.
@@ -54,9 +54,10 @@ struct FileGroup {
   std::vector<VersionedFile> files;
 };
 
-// The files among the paths, which the administrative files may or may not name, and for each
-// directory among them all that are named below it: by name, those of a directory before those of
-// its subdirectories. No file twice; files that are named stand together by directory.
+// Finds, for a path that is a file, that file, whether or not the administrative files name it, and
+// for a path that is a directory, every file that they name below it: sorted by name, the files of
+// a directory before those of its subdirectories. No file comes twice. Files that are paths
+// themselves are grouped by directory.
 std::vector<FileGroup> findFiles(const std::string& workingCopy,
                                  const std::vector<std::string>& paths);
 
@@ -88,13 +89,13 @@ using Snapshots = std::map<std::string, FileSnapshot>;  // by path
 // What can be seen of the files that findFiles finds, and of the paths themselves.
 Snapshots takeSnapshots(const std::string& workingCopy, const std::vector<std::string>& paths);
 
-// Whether something of that name is there, a dangling link included, or may be: false only when it
-// surely is not.
+// False only when nothing of that name is there. A dangling link counts, and so does what cannot be
+// looked at.
 bool isHere(const std::string& workingCopy, const std::string& path);
 
-// A path given by the user, who means it as seen from the working copy, as the provider takes it:
-// relative and without "." and ".." components, "." for the working copy itself. None when it leads
-// outside.
+// Turns a path that the user gives, as seen from the working copy, into what the provider takes:
+// relative, without "." and ".." components, and "." for the working copy itself. None when it
+// leads outside.
 std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path);
 
 // Such a path as an argument of the client, which takes a leading "-" for an option.

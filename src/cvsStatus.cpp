@@ -147,7 +147,7 @@ CVSFileStatus* CVSInterface::getFileStatus(const std::string& path) {
 FileStatusMap* CVSInterface::readDirectory(const std::string& directory) {
   auto statusMap = std::make_unique<FileStatusMap>();
   {
-    Process process;  // whose lines are parsed where they are: they may be very many
+    Process process;  // there may be very many lines: they are parsed where they are
     if (runCVSCommand(process, "status", {}, {"-l"}, directory, {}) != 0) return nullptr;
     parseStatusLines(*statusMap, process.outputLines.begin(), process.outputLines.size());
   }

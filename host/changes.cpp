@@ -110,11 +110,15 @@ std::optional<Paths> findChanged(const Session& session) {
 
 // Why an update, which succeeds as it says, has left a path that was named as it was; empty for
 // one that it has not.
-std::string whyNotUpdated(const Session& session, const std::string& path, bool clean) {
+std::string whyNotUpdated(const Session& session, const std::string& path,
+                          const FileSnapshot& before, bool clean) {
   if (path == ".") return "";
   const VersionedFile file = findFile(session.directory, path);
   const bool isThere = isHere(session.directory, path);
-  if (!file.entry.has_value()) return isThere ? "is not under control" : "";
+  if (!file.entry.has_value()) {
+    const bool isRemoved = before.entry.has_value() && !isThere;
+    return isRemoved ? "" : "is not under control";
+  }
   if (file.entry->directory && !isThere)
     return "is a directory that is lost; cvs update -d brings it";
   if (clean && file.entry->isRemoved()) return "still waits to be removed; cvs add brings it back";
@@ -173,7 +177,7 @@ int updateFiles(Provider& provider, const Session& session, const Paths& paths, 
   const Snapshots after = takeSnapshots(session.directory, paths);
   sayChanges(before, after, describeUpdate);
   for (const auto& path : paths) {
-    const std::string reason = whyNotUpdated(session, path, clean);
+    const std::string reason = whyNotUpdated(session, path, snapshotOf(before, path), clean);
     if (reason.empty()) continue;
     complain(path + ' ' + reason);
     status = exitFailure;

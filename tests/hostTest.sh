@@ -148,8 +148,10 @@ in_bob 0 commit id
 equal '' "$output"
 in_bob 0 unedit id
 equal '' "$output"
-in_bob 1 update plain
-holds 'plain is not under control'
+for name in plain nowhere; do
+  in_bob 1 update $name
+  holds "$name is not under control"
+done
 mkdir "$bob/edits" && cp "$bob/id" "$bob/edits/one" && cp "$bob/id" "$bob/edits/two"
 in_bob 0 add edits/one edits/two
 echo mine >>"$bob/edits/two"

@@ -182,8 +182,9 @@ class HeldSignals {
 };
 
 // Removes the host's signal handlers, and lets SIGCHLD and SIGPIPE do what a program expects, which
-// the host may ignore. Then lets signals in again.
-void restoreSignals(const sigset_t& mask) {
+// the host may ignore or hold back: a shell waits for ever for a SIGCHLD that is blocked. Then lets
+// signals in again.
+void restoreSignals(sigset_t mask) {
   for (int number = 1; number < NSIG; ++number) {
     struct sigaction action;
     if (sigaction(number, nullptr, &action) == -1 || action.sa_handler == SIG_DFL) continue;
@@ -192,6 +193,8 @@ void restoreSignals(const sigset_t& mask) {
     action.sa_handler = SIG_DFL;
     sigaction(number, &action, nullptr);
   }
+  sigdelset(&mask, SIGCHLD);
+  sigdelset(&mask, SIGPIPE);
   pthread_sigmask(SIG_SETMASK, &mask, nullptr);
 }
 
@@ -208,7 +211,8 @@ void restoreSignals(const sigset_t& mask) {
   _exit(failedExitCode);
 }
 
-// Starts a child on the program, with `mask` as its signal mask; returns its process id, or -1.
+// Starts a child on the program, which blocks the signals in `mask` but for SIGCHLD and SIGPIPE;
+// returns its process id, or -1.
 //
 // vfork copies nothing, while fork copies the page tables, which takes longer than a command where
 // the host is large. Until the program has started this thread stands still and the child uses its

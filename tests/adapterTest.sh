@@ -118,6 +118,7 @@ for file in "${edited[@]}" other.txt; do echo one >"./$file"; done
 cvs -Q import -m start box vendor start
 cd "$scratch" && cvs -Q checkout -d work box && cd work || exit
 ln -s sub link
+ln -s / everything # which takes for ever to search
 # withdraws STATUS FILE... -- WORD...: with these words the adapter withdraws just these edits.
 withdraws() {
   local status=$1 wanted='' found='' file

@@ -92,10 +92,11 @@ std::optional<Paths> findChanged(const Session& session) {
     for (const auto& file : group.files) {
       const std::string& path = file.file.path;
       troubles.add(path, file.trouble);
-      if (file.text == "conflict")
+      if (file.statusText == "conflict")
         troubles.add(path, "it has a conflict that is to be resolved first");
-      if (file.text == "dead") troubles.add(path, "the repository has it no more; update first");
-      const bool isScheduled = file.text == "added" || file.text == "removed";
+      if (file.statusText == "dead")
+        troubles.add(path, "the repository has it no more; update first");
+      const bool isScheduled = file.statusText == "added" || file.statusText == "removed";
       const bool isModified = file.isToldByProvider() && file.state.modified;
       if (isModified && holdsConflict(session, file)) {
         troubles.add(path, "it still holds the marks of a conflict");

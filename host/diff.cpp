@@ -94,8 +94,8 @@ int showDifferences(const Session& session, const Paths& paths) {
     for (const auto& file : group.files) {
       troubles.add(file.file.path, file.trouble);
       if (file.isToldByProvider() && file.state.modified) changed.push_back(file);
-      if (file.text == "conflict" || file.text == "dead") {
-        troubles.add(file.file.path, "its state is \"" + file.text +
+      if (file.statusText == "conflict" || file.statusText == "dead") {
+        troubles.add(file.file.path, "its state is \"" + file.statusText +
                                          "\", and the client fetches no revision of it");
       }
     }

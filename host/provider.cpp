@@ -83,12 +83,12 @@ int Provider::fail(const std::string& operation) {
 
 FileState askStatus(Interface& provider, const char* path) {
   FileState state;
-  const char *text = "", *working = "", *repository = "";
+  const char *statusText = "", *workingRevision = "", *repositoryRevision = "";
   state.known = provider.status(path, state.controlled, state.edited, state.modified,
-                                state.outOfDate, text, working, repository);
-  state.text = text;
-  state.workingRevision = working;
-  state.repositoryRevision = repository;
+                                state.outOfDate, statusText, workingRevision, repositoryRevision);
+  state.statusText = statusText;
+  state.workingRevision = workingRevision;
+  state.repositoryRevision = repositoryRevision;
   return state;
 }
 

@@ -9,7 +9,7 @@
 // What the provider says of one file.
 struct FileState {
   bool known = false, controlled = false, edited = false, modified = false, outOfDate = false;
-  std::string text, workingRevision, repositoryRevision;
+  std::string statusText, workingRevision, repositoryRevision;
 };
 
 // The client command that last failed or wrote to its standard error, and what it wrote.

@@ -26,7 +26,7 @@ bool hasGivenRevision(Provider& provider, const VersionedFile& file, const std::
   if (file.entry.has_value() && file.entry->revision == revision) return true;
   if (revision != "HEAD") return false;
   const FileState state = askStatus(provider.object(), file.path.c_str());
-  return state.known && state.text != "missing";
+  return state.known && state.statusText != "missing";
 }
 
 int printFile(const std::string& path, const std::string& output) {

@@ -88,7 +88,8 @@ Result askStatusOf(Interface& provider, const Arguments& given) {
   std::string shown = show(state.known) + " controlled=" + show(state.controlled);
   if (state.known) {
     shown += " edited=" + show(state.edited) + " modified=" + show(state.modified) +
-             " outOfDate=" + show(state.outOfDate) + " statusText=" + show(state.text.c_str()) +
+             " outOfDate=" + show(state.outOfDate) +
+             " statusText=" + show(state.statusText.c_str()) +
              " workingRevision=" + show(state.workingRevision.c_str()) +
              " repositoryRevision=" + show(state.repositoryRevision.c_str());
   }

@@ -104,7 +104,7 @@ class Totals {
 };
 
 Row rowOf(const FileReport& report) {
-  return {report.text, report.state.workingRevision, report.state.repositoryRevision,
+  return {report.statusText, report.state.workingRevision, report.state.repositoryRevision,
           report.state.edited ? "edited" : "", report.file.path};
 }
 

@@ -27,7 +27,7 @@ class Questioner {
     report.files.reserve(group.files.size());
     for (const auto& file : group.files) report.files.push_back(ask(file));
     for (auto& file : report.files) {
-      if (file.text.empty()) explain(file, group.directory);
+      if (file.statusText.empty()) explain(file, group.directory);
     }
     return report;
   }
@@ -38,22 +38,22 @@ class Questioner {
     FileReport report = {file, {}, "", ""};
     const bool isListed = file.entry.has_value();
     if (isListed && (file.entry->isAdded() || file.entry->isRemoved())) {
-      report.text = file.entry->isAdded() ? "added" : "removed";
+      report.statusText = file.entry->isAdded() ? "added" : "removed";
       return report;
     }
     const LastError before = provider_.lastError();
     report.state = askStatus(provider_.object(), file.path.c_str());
     const LastError after = provider_.lastError();
-    if (report.state.known && report.state.text != "missing") {
+    if (report.state.known && report.state.statusText != "missing") {
       isRead_ = true;
-      report.text = report.state.text;
+      report.statusText = report.state.statusText;
     } else if (!isHere(session_.directory, file.path)) {
-      if (report.state.known || isListed) report.text = "missing";
+      if (report.state.known || isListed) report.statusText = "missing";
     } else if (isListed && file.entry->hasConflict()) {
-      report.text = "conflict";
+      report.statusText = "conflict";
     }
     report.trouble = wordsAbout(file.path, before, after);
-    if (!report.text.empty()) report.trouble.clear();
+    if (!report.statusText.empty()) report.trouble.clear();
     return report;
   }
 
@@ -71,14 +71,14 @@ class Questioner {
   void explain(FileReport& report, const std::string& directory) {
     const bool isListed = report.file.entry.has_value();
     if (!report.state.known && !isListed) {
-      report.text = "unknown";
+      report.statusText = "unknown";
       if (report.trouble.empty()) report.trouble = "it is known neither here nor in the repository";
     } else if (report.state.known || !report.trouble.empty() || !isRead(directory)) {
-      report.text = "no status";
+      report.statusText = "no status";
       if (report.trouble.empty() && !isRead(directory)) report.trouble = directoryWords_;
       if (report.trouble.empty()) report.trouble = "it is in a state that the provider cannot tell";
     } else {
-      report.text = "dead";
+      report.statusText = "dead";
     }
   }
 
@@ -94,7 +94,7 @@ class Questioner {
       const bool isPlain = !entry.directory && !entry.isAdded() && !entry.hasConflict();
       if (!isPlain || !isHere(session_.directory, prefix + name)) continue;
       const FileState state = askStatus(provider_.object(), (prefix + name).c_str());
-      isRead_ = state.known && state.text != "missing";
+      isRead_ = state.known && state.statusText != "missing";
       if (isRead_ || ++questions == mostQuestions) break;
     }
     return isRead_;

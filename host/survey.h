@@ -23,12 +23,14 @@ struct FileReport {
   FileState state;
   // The state in a word or two: the provider's, or else "added", "removed", "conflict", "dead" (the
   // repository has it no more), "missing" (not here), "no status" or "unknown".
-  std::string text;
+  std::string statusText;
   // Why the state is not known; empty when nothing went wrong.
   std::string trouble;
 
   // Whether the state is one of those that the provider knows of a file that is here.
-  bool isToldByProvider() const { return state.known && text == state.text && text != "missing"; }
+  bool isToldByProvider() const {
+    return state.known && statusText == state.statusText && statusText != "missing";
+  }
 };
 
 struct GroupReport {

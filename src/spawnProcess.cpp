@@ -19,7 +19,7 @@
 namespace {
 
 constexpr int failed = -1;
-constexpr int failedExitCode = 255;  // what the parent of a child that could not start sees
+constexpr int failedExitStatus = 255;  // what the parent of a child that could not start sees
 constexpr std::size_t readSize = 1024;
 constexpr int pollMilliseconds = 100;
 constexpr short hungUp = POLLERR | POLLHUP | POLLNVAL;
@@ -208,7 +208,7 @@ void restoreSignals(sigset_t mask) {
       output == -1 || (dup2(output, STDOUT_FILENO) != -1 && dup2(errors, STDERR_FILENO) != -1);
   const bool entered = directory == nullptr || *directory == '\0' || chdir(directory) == 0;
   if (connected && entered) execvp(arguments[0], arguments);
-  _exit(failedExitCode);
+  _exit(failedExitStatus);
 }
 
 // Starts a child on the program, which blocks the signals in `mask` but for SIGCHLD and SIGPIPE;
@@ -250,7 +250,7 @@ class Child {
     const pid_t reaped = retryInterrupted([&] { return waitpid(id_, &status, options); });
     if (reaped == 0) return false;
     if (reaped == id_ && WIFEXITED(status)) {
-      exitCode_ = static_cast<std::int8_t>(WEXITSTATUS(status));
+      exitStatus_ = static_cast<std::int8_t>(WEXITSTATUS(status));
     }
     id_ = -1;
     return true;
@@ -260,11 +260,11 @@ class Child {
   void release() { id_ = -1; }
 
   // Nothing before the end, after an end by a signal, and when somebody else has reaped the child.
-  std::optional<int> exitCode() const { return exitCode_; }
+  std::optional<int> exitStatus() const { return exitStatus_; }
 
  private:
   pid_t id_ = -1;
-  std::optional<int> exitCode_;
+  std::optional<int> exitStatus_;
 };
 
 // Reads and drops the error stream, on which a full pipe would block the child, until everybody has
@@ -287,7 +287,7 @@ void dropErrors(Child& child, Descriptor& errors) {
 int waitForEnd(Child& child, Descriptor& errors) {
   dropErrors(child, errors);
   child.reap(0);
-  return child.exitCode().value_or(failed);
+  return child.exitStatus().value_or(failed);
 }
 
 // Looks for the end of a child that nobody waits for. An end by a signal counts as none.
@@ -296,7 +296,7 @@ int lookForEnd(Child& child) {
   constexpr int microseconds = 1000;
   for (int check = 1; !child.reap(WNOHANG) && check < checks; ++check) usleep(microseconds);
   child.release();
-  return child.exitCode().value_or(0);
+  return child.exitStatus().value_or(0);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <list>
 
 // Runs one program as a child of the host and collects what it writes as lines of text. Which
-// program, where, and what its output and exit code mean is for the caller to know.
+// program, where, and what its output and exit status mean is for the caller to know.
 //
 // The runner lives inside a process that is not its own: it installs no signal handler, changes no
 // state of the process, waits for no child but the one it started, and leaves no descriptor behind.
@@ -25,10 +25,10 @@ class Process {
   //                Both: collect the two streams, which takes until the child has closed its
   //                standard output. Otherwise the child writes to the host's own.
   //   The unnamed flags change nothing.
-  // Returns the child's exit code as a signed 8-bit value, or -1 when the list is empty, the child
-  // could not be created, could not enter the directory, could not start the program, was ended by
-  // a signal or was reaped by somebody else; without waiting, 0 when no end was seen. Lines read
-  // before a failure are kept. Throws nothing but std::bad_alloc, with the child reaped.
+  // Returns the child's exit status as a signed 8-bit value, or -1 when the list is empty, the
+  // child could not be created, could not enter the directory, could not start the program, was
+  // ended by a signal or was reaped by somebody else; without waiting, 0 when no end was seen.
+  // Lines read before a failure are kept. Throws nothing but std::bad_alloc, with the child reaped.
   int run(std::list<const char*> argv, bool wait, const char* directory, bool, bool captureOutput,
           bool captureErrors, bool, bool);
 

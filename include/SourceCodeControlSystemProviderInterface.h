@@ -12,7 +12,8 @@
 //   Results    true (or a count) for success, false (or 0) for failure. After a failure
 //              getLastErrorCommand() and getLastError() tell what the client said. A failure that
 //              runs no client leaves the two alone: an argument that is refused, a directory that
-//              is no working copy, a destination that cannot be written.
+//              is no working copy, a destination that cannot be written. There is one exception,
+//              in createDirectory.
 //   Null       A null pointer where none is provided for makes the call fail and changes nothing.
 //   Strings    What the host passes in is copied first, so that it may be a string of the
 //              provider's. What the provider hands out is borrowed: the host frees nothing, and
@@ -115,7 +116,7 @@ class SourceCodeControlSystemProviderInterface {
   // Not supported: always false, whatever the arguments.
   virtual bool merged(const char* first, const char* second) = 0;
 
-  // The name of the root: always ".", lasting for ever.
+  // The name of the root: always ".".
   virtual const char* getRoot() = 0;
   // Does nothing: listings are never cached. Always true, whatever the argument.
   virtual bool refreshDirectoriesList(const char* path) = 0;

@@ -2,7 +2,6 @@
 //
 // The functions here stand before the system's own: the dynamic linker binds the library's calls
 // to them. They are in a program of their own, because they blunt the sanitizers.
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <malloc.h>
 #include <poll.h>
@@ -10,7 +9,6 @@
 #include <stdarg.h>
 
 #include <cerrno>
-#include <cstring>
 #include <new>
 #include <set>
 #include <string_view>
@@ -35,34 +33,28 @@ bool fails(std::string_view function, int error) {
   return true;
 }
 
-void* allocate(std::size_t size) {
+}  // namespace
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   void* memory = fails("new", ENOMEM) ? nullptr : std::malloc(size);
   if (memory != nullptr) ++allocations;
   return memory;
 }
 
-void* allocateOrThrow(std::size_t size) {
-  void* memory = allocate(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
+void* operator new(std::size_t size) {
+  void* memory = operator new(size, std::nothrow);
+  return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
-void release(void* memory) {
+// Inlined, its free would look to the compiler like one of memory from new.
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   if (memory != nullptr) --allocations;
   std::free(memory);
 }
 
-}  // namespace
-
-// clang-format off
-void* operator new(std::size_t size) { return allocateOrThrow(size); }
-void* operator new[](std::size_t size) { return allocateOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
-void operator delete(void* memory) noexcept { release(memory); }
-void operator delete[](void* memory) noexcept { release(memory); }
-void operator delete(void* memory, std::size_t) noexcept { release(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
-// clang-format on
+void operator delete(void* memory, std::size_t) noexcept {
+  operator delete(memory);
+}
 
 // NOLINTBEGIN(bugprone-macro-parentheses): types and parameter lists take none
 #define SYSTEMS_OWN(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))

@@ -3,24 +3,16 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/time.h>
 
 #include <chrono>
 #include <ctime>
-#include <new>
 
 #include "support.h"
 
 namespace {
 
 using Argv = std::list<const char*>;
-
-#ifdef __SANITIZE_ADDRESS__
-constexpr int manyRuns = 500;  // there every fork copies the sanitizer's own tables
-#else
-constexpr int manyRuns = 10000;
-#endif
 
 // One run of a shell script, and what it left behind.
 struct Outcome {
@@ -40,14 +32,6 @@ struct Outcome {
   }
 };
 
-using Seconds = std::chrono::duration<double>;
-
-Seconds timeOf(const std::function<void()>& body) {
-  const auto start = std::chrono::steady_clock::now();
-  body();
-  return std::chrono::steady_clock::now() - start;
-}
-
 TEST(Process, CutsLines) {
   const struct {
     const char* written;  // as printf takes it
@@ -56,10 +40,8 @@ TEST(Process, CutsLines) {
       {"", {}},
       {"a\\nb\\n", {"a", "b"}},
       {"a\\nb", {"a", "b"}},
-      {"a\\r\\nb\\r\\n", {"a", "b"}},
       {"a\\n\\nb", {"a", "", "b"}},
-      {"a\\rb\\n", {"a", "b"}},
-      {"\\n", {""}},
+      {"a\\r\\nb\\r\\n", {"a", "b"}},
       {"\\r", {""}},
       {"\\n\\r\\r\\n", {"", "", ""}},
       {"a\\r\\n\\rb\\n\\rc", {"a", "", "b", "", "c"}},
@@ -96,16 +78,14 @@ TEST(Process, ReportsHowTheChildEnded) {
     int result;
   } cases[] = {
       {"exit 0", true, 0},
-      {"exit 1", true, 1},
       {"exit 127", true, 127},
       {"exit 128", true, -128},
-      {"exit 200", true, -56},
       {"exit 255", true, -1},
       {"kill -9 $$", true, -1},
       {"exit 3", false, 3},
       {"exit 200", false, -56},
       {"kill -9 $$", false, 0},
-      {"exec >&-; sleep 0.2", false, 0},
+      {"exec >&-; sleep 0.9 && exit 3", false, 0},
   };
   for (const auto& [script, wait, result] : cases) {
     int found = Outcome(script, wait).result;
@@ -115,29 +95,18 @@ TEST(Process, ReportsHowTheChildEnded) {
     }
     EXPECT_EQ(found, result) << script << (wait ? ", waiting" : "");
   }
-  while (waitpid(-1, nullptr, 0) > 0) {
-    // One that nobody waited for stays the host's to reap.
-  }
+  while (waitpid(-1, nullptr, 0) > 0) continue;  // one seen too late is the host's to reap
 }
 
 TEST(Process, FailsWhenNothingCanBeRun) {
   const std::string tooLong(200000, 'x');
-  const struct {
-    Argv argv;
-    const char* directory;
-  } cases[] = {
-      {{}, nullptr},
-      {{""}, nullptr},
-      {{"no-such-program"}, nullptr},
-      {{"/etc/passwd"}, nullptr},
-      {{"true", tooLong.c_str()}, nullptr},
-      {{"true"}, "/no/such/directory"},
-  };
-  for (const auto& [argv, directory] : cases) {
-    const Outcome run(argv, true, directory);
+  const Argv cases[] = {{}, {""}, {"no-such-program"}, {"/etc/passwd"}, {"true", tooLong.c_str()}};
+  for (const Argv& argv : cases) {
+    const Outcome run(argv);
     EXPECT_EQ(run.result, -1);
     EXPECT_EQ(run.output, Lines{});
   }
+  EXPECT_EQ(Outcome(Argv{"true"}, true, "/no/such/directory").result, -1);
 }
 
 TEST(Process, StartsTheChildWhereAndWithWhatItIsTold) {
@@ -219,7 +188,7 @@ TEST(Process, SurvivesTheHostsSignals) {
         if (run.result != 3 || run.output.size() != 1 || run.output[0].size() != bytes)
           return script;
       }
-      for (int run = 0; run < manyRuns / 10; ++run) {
+      for (int run = 0; run < 1000; ++run) {
         if (Outcome("exit 7").result != 7) return "the end of a child";
       }
       if (fork() == 0) _exit(0);  // one of the host's own
@@ -231,18 +200,15 @@ TEST(Process, SurvivesTheHostsSignals) {
 }
 
 TEST(Process, EndsWithTheChildWhateverBecomesOfItsErrorStream) {
-  EXPECT_EQ(Outcome("exec >&-; head -c 200000 /dev/zero >&2 && exit 5").result, 5);
-
   // Grandchildren hold the error stream open, silent or writing without end.
   for (const char* held : {"sleep 20 >/dev/null & echo $!; exit 4",
                            "while :; do echo x; done >&2 & echo $! ; exec >&-; exit 4"}) {
-    const auto took = timeOf([held] {
-      const Outcome run(held);
-      EXPECT_EQ(run.result, 4) << held;
-      ASSERT_EQ(run.output.size(), 1u);
-      kill(std::stoi(run.output[0]), SIGKILL);
-    });
-    EXPECT_LT(took.count(), 10) << held;
+    const auto start = std::chrono::steady_clock::now();
+    const Outcome run(held);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)) << held;
+    EXPECT_EQ(run.result, 4) << held;
+    ASSERT_EQ(run.output.size(), 1u);
+    kill(std::stoi(run.output[0]), SIGKILL);
   }
   // But it waits for a grandchild that holds the output open.
   EXPECT_EQ(Outcome("(sleep 0.3; echo late) & exit 0").output, Lines{"late"});
@@ -252,18 +218,8 @@ TEST(Process, EndsWithTheChildWhateverBecomesOfItsErrorStream) {
   EXPECT_LT(clock() - before, CLOCKS_PER_SEC / 20) << "busy while nothing arrives";
 }
 
-TEST(Process, NeverReportsSuccessForAChildItDidNotReap) {
-  const auto wrong = inFork([] {
-    signal(SIGCHLD, SIG_IGN);
-    const Outcome run("echo kept; exit 0");
-    const Outcome slow("exec >&- 2>&-; sleep 0.1; exit 7");
-    if (run.result != -1 || slow.result != -1) return "the exit code";
-    return run.output == Lines{"kept"} ? "" : "the output";
-  });
-  EXPECT_EQ(wrong, "");
-}
-
-TEST(Process, PassesOnOnlyTheSignalsThatAProgramExpects) {
+// Where SIGCHLD is ignored, nobody can tell how a child ended: that is no success.
+TEST(Process, ServesAHostThatIgnoresAndBlocksSignals) {
   const auto wrong = inFork([] {
     for (const int number : {SIGPIPE, SIGCHLD, SIGUSR1}) signal(number, SIG_IGN);
     sigset_t mask;
@@ -271,6 +227,8 @@ TEST(Process, PassesOnOnlyTheSignalsThatAProgramExpects) {
     for (const int number : {SIGPIPE, SIGCHLD, SIGUSR2}) sigaddset(&mask, number);
     sigprocmask(SIG_SETMASK, &mask, nullptr);
     const Outcome run(Argv{"grep", "-E", "Sig(Blk|Ign)", "/proc/self/status"});
+    const Outcome slow("exec >&- 2>&-; sleep 0.1; exit 7");
+    if (run.result != -1 || slow.result != -1) return "the exit code";
     sigprocmask(SIG_SETMASK, nullptr, &mask);
     const auto has = [&run](std::size_t line, int number) {
       return (std::stoull(run.output.at(line).substr(7), nullptr, 16) >> (number - 1) & 1) != 0;
@@ -294,7 +252,7 @@ TEST(Process, LeavesNothingBehindAfterManyRuns) {
   runOften(10);
   const int descriptors = countDescriptors();
   const auto bytes = mallinfo2().uordblks;
-  runOften(manyRuns);
+  runOften(10000);
   EXPECT_EQ(mallinfo2().uordblks, bytes);
   EXPECT_EQ(countDescriptors(), descriptors);
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";

@@ -75,9 +75,10 @@ await_text() {
 
 cat >"$scratch/slow" <<'EOT'
 #!/bin/sh
-rm CVS/Base/withdrawn
+trap 'kill "$!"; sleep 0.1; rm CVS/Base/withdrawn; exit 1' TERM
 head -n 1 >"$0.answer"
-exec sleep 20
+sleep 20 &
+wait
 EOT
 chmod +x "$scratch/slow"
 mkdir -p "$scratch/edits/CVS/Base" && cd "$scratch/edits" || exit

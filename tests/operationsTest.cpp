@@ -435,7 +435,7 @@ bool openAgain(CVSInterface& p) {
 
 TEST_F(Batches, RunAsOneCommand) {
   const std::vector<Step> cases[] = {
-      {{close}},
+      {{close}, {commit("a", "A"), true, {".$ commit|-m|A|a"}}},
       {{commit("a", "A")},
        {openAgain},
        {commit("b", "B")},

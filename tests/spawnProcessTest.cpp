@@ -218,6 +218,25 @@ TEST(Process, EndsWithTheChildWhateverBecomesOfItsErrorStream) {
   EXPECT_LT(clock() - before, CLOCKS_PER_SEC / 20) << "busy while nothing arrives";
 }
 
+// A child that starts uses the host's memory, and a handler in it would change what is in there.
+TEST(Process, RunsNoHandlerOfTheHostInTheChild) {
+  const auto wrong = inFork([] {
+    static volatile sig_atomic_t inHost = 0, inChild = 0;
+    static const pid_t host = getpid();
+    setpgid(0, 0);
+    signal(SIGURG, [](int) { (getpid() == host ? inHost : inChild) = 1; });
+    const pid_t sender = fork();
+    if (sender == 0) alarm(60);
+    while (sender == 0) kill(0, SIGURG);
+    for (int run = 0; run < 500; ++run) {
+      if (Outcome(Argv{"/bin/true"}).result != 0) return "a run";
+    }
+    kill(sender, SIGKILL);
+    return inHost && !inChild ? "" : "where the handler ran";
+  });
+  EXPECT_EQ(wrong, "");
+}
+
 // Where SIGCHLD is ignored, nobody can tell how a child ended: that is no success.
 TEST(Process, ServesAHostThatIgnoresAndBlocksSignals) {
   const auto wrong = inFork([] {

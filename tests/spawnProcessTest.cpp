@@ -226,8 +226,10 @@ TEST(Process, RunsNoHandlerOfTheHostInTheChild) {
     setpgid(0, 0);
     signal(SIGURG, [](int) { (getpid() == host ? inHost : inChild) = 1; });
     const pid_t sender = fork();
-    if (sender == 0) alarm(60);
-    while (sender == 0) kill(0, SIGURG);
+    if (sender == 0) {
+      alarm(60);
+      for (;;) kill(0, SIGURG);
+    }
     for (int run = 0; run < 500; ++run) {
       if (Outcome(Argv{"/bin/true"}).result != 0) return "a run";
     }

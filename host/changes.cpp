@@ -87,24 +87,27 @@ bool holdsConflict(const Session& session, const FileReport& report) {
 std::optional<Paths> findChanged(const Session& session) {
   Paths changed;
   Troubles troubles;
+  bool isReady = true;
+  const auto leaveOff = [&](const std::string& path, const std::string& reason) {
+    complain(path + ": " + reason);
+    isReady = false;
+  };
   survey(session, findFiles(session.directory, {"."}), [&](const GroupReport& group) {
     troubles.add(group.directory, group.trouble);
     for (const auto& file : group.files) {
       const std::string& path = file.file.path;
       troubles.add(path, file.trouble);
-      if (file.statusText == "conflict")
-        troubles.add(path, "it has a conflict that is to be resolved first");
-      if (file.statusText == "dead")
-        troubles.add(path, "the repository has it no more; update first");
+      if (file.statusText == "conflict") leaveOff(path, "it has a conflict, to be resolved first");
+      if (file.statusText == "dead") leaveOff(path, "the repository has it no more; update first");
       const bool isScheduled = file.statusText == "added" || file.statusText == "removed";
       const bool isModified = file.isToldByProvider() && file.state.modified;
       if (isModified && holdsConflict(session, file)) {
-        troubles.add(path, "it still holds the marks of a conflict");
+        leaveOff(path, "it still holds the marks of a conflict");
       }
       if (isScheduled || isModified) changed.push_back(path);
     }
   });
-  if (troubles.report() == exitSuccess) return changed;
+  if (troubles.report() == exitSuccess && isReady) return changed;
   complain("nothing is committed; name the files to commit");
   return std::nullopt;
 }

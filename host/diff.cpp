@@ -89,18 +89,20 @@ int showDifference(const Session& session, const FileReport& report) {
 int showDifferences(const Session& session, const Paths& paths) {
   std::vector<FileReport> changed;
   Troubles troubles;
+  int status = same;
   survey(session, findFiles(session.directory, paths), [&](const GroupReport& group) {
     troubles.add(group.directory, group.trouble);
     for (const auto& file : group.files) {
       troubles.add(file.file.path, file.trouble);
       if (file.isToldByProvider() && file.state.modified) changed.push_back(file);
       if (file.statusText == "conflict" || file.statusText == "dead") {
-        troubles.add(file.file.path, "its state is \"" + file.statusText +
-                                         "\", and the client fetches no revision of it");
+        complain(file.file.path + ": its state is \"" + file.statusText +
+                 "\", and the client fetches no revision of it");
+        status = trouble;
       }
     }
   });
-  int status = troubles.report() == exitSuccess ? same : trouble;
+  if (troubles.report() != exitSuccess) status = trouble;
   for (const auto& file : changed) status = std::max(status, showDifference(session, file));
   return status;
 }

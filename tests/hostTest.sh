@@ -195,9 +195,12 @@ PATH=$scratch:$PATH in_bob 2 diff a.c
 holds 'diff could not compare a.c'
 rm "$scratch/diff"
 in_bob 0 revert logo.png id
+(cd "$ann" && rm base.c && cvs -Q rm base.c && cvs -Q commit -m gone)
 in_bob 1 commit
-holds 'dead.c: the repository has it no more'
-rm "$bob/dead.c"
+holds 'scchost: base.c: ' 'scchost: dead.c: ' # each by its name, as each wants to be looked at
+in_bob 2 diff
+holds 'scchost: base.c: ' 'scchost: dead.c: '
+rm "$bob/dead.c" "$bob/base.c"
 in_bob 0 commit -m all
 equal 'committing a.c
 committing late.c

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <fstream>
 #include <optional>
+#include <set>
 
 #include "batch.h"
 #include "commands.h"
@@ -75,6 +76,7 @@ void sayChanges(const Snapshots& before, const Snapshots& after, Describe descri
 // Whether a file that had a conflict still holds what the merge has put around it.
 bool holdsConflict(const Session& session, const FileReport& report) {
   if (!report.file.entry.has_value() || !report.file.entry->hasConflict()) return false;
+  if (!isRegularFile(session.directory, report.file.path)) return false;
   std::ifstream file(session.directory + '/' + report.file.path);
   std::string line;
   while (std::getline(file, line)) {
@@ -87,10 +89,9 @@ bool holdsConflict(const Session& session, const FileReport& report) {
 std::optional<Paths> findChanged(const Session& session) {
   Paths changed;
   Troubles troubles;
-  bool isReady = true;
+  std::vector<std::string> leftOff;  // told after the survey, which shows its progress
   const auto leaveOff = [&](const std::string& path, const std::string& reason) {
-    complain(path + ": " + reason);
-    isReady = false;
+    leftOff.push_back(path + ": " + reason);
   };
   survey(session, findFiles(session.directory, {"."}), [&](const GroupReport& group) {
     troubles.add(group.directory, group.trouble);
@@ -107,26 +108,34 @@ std::optional<Paths> findChanged(const Session& session) {
       if (isScheduled || isModified) changed.push_back(path);
     }
   });
-  if (troubles.report() == exitSuccess && isReady) return changed;
+  for (const auto& sentence : leftOff) complain(sentence);
+  const int status = troubles.report();
+  if (status == exitSuccess && leftOff.empty()) return changed;
   complain("nothing is committed; name the files to commit");
   return std::nullopt;
+}
+
+// What the administrative files say of a path, be it a file, which has been seen, or a directory.
+std::optional<Entry> entryOf(const Session& session, const Snapshots& seen,
+                             const std::string& path) {
+  const auto found = seen.find(path);
+  return found == seen.end() ? findFile(session.directory, path).entry : found->second.entry;
 }
 
 // Why an update, which succeeds as it says, has left a path that was named as it was; empty for
 // one that it has not.
 std::string whyNotUpdated(const Session& session, const std::string& path,
-                          const FileSnapshot& before, bool clean) {
+                          const std::optional<Entry>& entry, bool wasListed, bool clean) {
   if (path == ".") return "";
-  const VersionedFile file = findFile(session.directory, path);
   const bool isThere = isHere(session.directory, path);
-  if (!file.entry.has_value()) {
-    const bool isRemoved = before.entry.has_value() && !isThere;
-    return isRemoved ? "" : "is not under control";
+  if (!entry.has_value()) {
+    const bool isPruned = wasListed && !isThere;
+    const bool isOfItsOwn = readEntries(session.directory + '/' + path).has_value();
+    return isPruned || isOfItsOwn ? "" : "is not under control";
   }
-  if (file.entry->directory && !isThere)
-    return "is a directory that is lost; cvs update -d brings it";
-  if (clean && file.entry->isRemoved()) return "still waits to be removed; cvs add brings it back";
-  if (clean && file.entry->isAdded()) return "still waits to be added";
+  if (entry->directory && !isThere) return "is a directory that is lost; cvs update -d brings it";
+  if (clean && entry->isRemoved()) return "still waits to be removed; cvs add brings it back";
+  if (clean && entry->isAdded()) return "still waits to be added";
   return "";
 }
 
@@ -172,6 +181,10 @@ int commitFiles(Provider& provider, const Session& session, const Paths& paths,
 
 int updateFiles(Provider& provider, const Session& session, const Paths& paths, bool clean) {
   const Snapshots before = takeSnapshots(session.directory, paths);
+  std::set<std::string> listed;
+  for (const auto& path : paths) {
+    if (entryOf(session, before, path).has_value()) listed.insert(path);
+  }
   int status = exitSuccess;
   {
     const TouchedConflicts touched(session.directory, clean ? before : Snapshots());
@@ -180,8 +193,10 @@ int updateFiles(Provider& provider, const Session& session, const Paths& paths, 
   }
   const Snapshots after = takeSnapshots(session.directory, paths);
   sayChanges(before, after, describeUpdate);
+  if (status != exitSuccess) return status;
   for (const auto& path : paths) {
-    const std::string reason = whyNotUpdated(session, path, snapshotOf(before, path), clean);
+    const std::string reason =
+        whyNotUpdated(session, path, entryOf(session, after, path), listed.count(path) != 0, clean);
     if (reason.empty()) continue;
     complain(path + ' ' + reason);
     status = exitFailure;

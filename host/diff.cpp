@@ -67,6 +67,10 @@ int showDifference(const Session& session, const FileReport& report) {
     say("Binary file " + path + " differs");
     return different;
   }
+  if (!isRegularFile(session.directory, path)) {
+    complain(path + " is no regular file");
+    return trouble;
+  }
   const std::string& revision = report.state.workingRevision;
   const TemporaryFile base, text;
   Provider provider(session.library, session.configuration);
@@ -89,20 +93,20 @@ int showDifference(const Session& session, const FileReport& report) {
 int showDifferences(const Session& session, const Paths& paths) {
   std::vector<FileReport> changed;
   Troubles troubles;
-  int status = same;
+  std::vector<std::string> leftOff;  // told after the survey, which shows its progress
   survey(session, findFiles(session.directory, paths), [&](const GroupReport& group) {
     troubles.add(group.directory, group.trouble);
     for (const auto& file : group.files) {
       troubles.add(file.file.path, file.trouble);
       if (file.isToldByProvider() && file.state.modified) changed.push_back(file);
       if (file.statusText == "conflict" || file.statusText == "dead") {
-        complain(file.file.path + ": its state is \"" + file.statusText +
-                 "\", and the client fetches no revision of it");
-        status = trouble;
+        leftOff.push_back(file.file.path + ": its state is \"" + file.statusText +
+                          "\", and the client fetches no revision of it");
       }
     }
   });
-  if (troubles.report() != exitSuccess) status = trouble;
+  for (const auto& sentence : leftOff) complain(sentence);
+  int status = troubles.report() == exitSuccess && leftOff.empty() ? same : trouble;
   for (const auto& file : changed) status = std::max(status, showDifference(session, file));
   return status;
 }

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -50,10 +49,8 @@ bool canLoseNothing(const Session& session, const Paths& paths) {
 }
 
 std::string readBytes(const Session& session, const std::string& path) {
-  const std::string name = session.directory + '/' + path;
-  std::error_code ignored;
-  if (!std::filesystem::is_regular_file(name, ignored)) return "";  // a pipe would be waited for
-  std::ifstream file(name, std::ios::binary);
+  if (!isRegularFile(session.directory, path)) return "";
+  std::ifstream file(session.directory + '/' + path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 

@@ -45,10 +45,8 @@ int printFile(const std::string& path, const std::string& output) {
 
 bool isBinary(const Session& session, const VersionedFile& file) {
   if (file.entry.has_value() && file.entry->isBinary()) return true;
-  const fs::path path = fs::path(session.directory) / file.path;
-  std::error_code ignored;
-  if (!fs::is_regular_file(path, ignored)) return false;
-  std::ifstream contents(path, std::ios::binary);
+  if (!isRegularFile(session.directory, file.path)) return false;
+  std::ifstream contents(fs::path(session.directory) / file.path, std::ios::binary);
   using Bytes = std::istreambuf_iterator<char>;
   return std::find(Bytes(contents), Bytes(), '\0') != Bytes();
 }
@@ -78,9 +76,10 @@ int printRevision(Provider& provider, const Session& session, const std::string&
     return exitFailure;
   }
   if (isBinary(session, found) && !options.force) {
-    complain(file +
-             " is binary, and a revision is fetched as lines of text, which changes it; --force "
-             "fetches it all the same");
+    const bool isMarked = isListed && found.entry->isBinary();
+    complain(file + (isMarked ? " is binary (-kb)" : " holds NUL bytes here, so it may be binary") +
+             ", and a revision is fetched as lines of text, which changes it; --force fetches it "
+             "all the same");
     return exitFailure;
   }
   const TemporaryFile fetched;

@@ -7,7 +7,7 @@
 #include "workingCopy.h"
 
 // Whether a file is marked as binary (-kb), or holds NUL bytes here: then a revision, which comes
-// as lines of text, is not what the repository has.
+// as lines of text, may not be what the repository has.
 bool isBinary(const Session& session, const VersionedFile& file);
 
 // Fetches one revision of a file, as lines of text, into `destination`. False after a failure,

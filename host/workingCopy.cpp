@@ -240,6 +240,11 @@ bool isHere(const std::string& workingCopy, const std::string& path) {
   return status.type() != fs::file_type::not_found;
 }
 
+bool isRegularFile(const std::string& workingCopy, const std::string& path) {
+  std::error_code ignored;
+  return fs::is_regular_file(fs::path(workingCopy) / path, ignored);
+}
+
 std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path) {
   const fs::path given = path;
   if (!given.is_absolute()) {

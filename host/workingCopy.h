@@ -86,12 +86,15 @@ FileSnapshot takeSnapshot(const std::string& workingCopy, const std::string& pat
 
 using Snapshots = std::map<std::string, FileSnapshot>;  // by path
 
-// What can be seen of the files that findFiles finds, and of the paths themselves.
+// What can be seen of the files that findFiles finds. Directories are not among them.
 Snapshots takeSnapshots(const std::string& workingCopy, const std::vector<std::string>& paths);
 
 // False only when nothing of that name is there. A dangling link counts, and so does what cannot be
 // looked at.
 bool isHere(const std::string& workingCopy, const std::string& path);
+
+// Whether a path leads to a file that can be read to its end; a pipe would be waited for.
+bool isRegularFile(const std::string& workingCopy, const std::string& path);
 
 // Turns a path that the user gives, as seen from the working copy, into what the provider takes:
 // relative, without "." and ".." components, and "." for the working copy itself. None when it

@@ -152,6 +152,12 @@ for name in plain nowhere; do
   in_bob 1 update $name
   holds "$name is not under control"
 done
+(cd "$ann" && mkdir gone && echo 1 >gone/f && "$scchost" add gone/f && cd "$bob" &&
+  cvs -Q update -d gone && cd "$ann" && cvs -Q rm -f gone/f && cvs -Q commit -m gone) >/dev/null
+echo 'update -P' >"$HOME/.cvsrc"
+in_bob 0 update gone # which takes the directory away
+holds 'removed gone/f'
+rm "$HOME/.cvsrc"
 mkdir "$bob/edits" && cp "$bob/id" "$bob/edits/one" && cp "$bob/id" "$bob/edits/two"
 in_bob 0 add edits/one edits/two
 echo mine >>"$bob/edits/two"

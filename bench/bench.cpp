@@ -112,7 +112,7 @@ class TiedProvider {
     const char *text = nullptr, *workingRevision = nullptr, *repositoryRevision = nullptr;
     const bool known = provider_.status(path.c_str(), controlled, edited, modified, outOfDate, text,
                                         workingRevision, repositoryRevision);
-    if (!known) demand(false, path + " has no status");
+    if (!known) demand(false, path + " has no status");  // a text that is not to be measured
     return modified;
   }
 

@@ -6,7 +6,8 @@
 
 #include "workingCopy.h"
 
-// While it lives, files with an open conflict look touched: the client replaces no others.
+// While it lives, files with an open conflict look touched: the client would not replace them
+// otherwise.
 // Afterwards a file that the client did not replace looks untouched again, or it would count as
 // resolved.
 class TouchedConflicts {

@@ -28,6 +28,6 @@ class LineReader {
 // once, before anything reads.
 std::FILE* takeStandardInput();
 
-// Asks for a password without echo, and the usual keys interrupt, if `input` is a terminal; else
-// reads a line of it. None at the end of the input.
+// Reads a password. On a terminal it asks first and shows nothing that is typed; the usual keys
+// interrupt. Elsewhere it reads a line. None at the end of the input.
 std::optional<std::string> readPassword(LineReader& input, const std::string& prompt);

@@ -7,10 +7,9 @@
 #include <string>
 #include <thread>
 
-// A line on the standard error, if that is a capable terminal, that tells how far long work has
-// come. It
-// appears after `delay`, changes twice a second and goes with the object, or when a signal ends the
-// program. Nothing is written elsewhere. One object at a time.
+// Shows how far long work has come, on one line of the standard error, if that is a capable
+// terminal. The line appears after `delay`, changes twice a second, and goes with the object or
+// when a signal ends the program. One object at a time.
 class Progress {
  public:
   // `text` is called on a thread of its own; it may not throw.

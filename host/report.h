@@ -16,7 +16,8 @@ void complain(const std::string& sentence);
 // Writes a line of the client's own words there.
 void passOn(const std::string& words);
 
-// Files that something went wrong with, told together where the words are the same.
+// Files that something went wrong with. Those that follow each other with the same words are told
+// together.
 class Troubles {
  public:
   // Does nothing where there are no words.

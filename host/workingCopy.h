@@ -54,10 +54,9 @@ struct FileGroup {
   std::vector<VersionedFile> files;
 };
 
-// Finds, for a path that is a file, that file, whether or not the administrative files name it, and
-// for a path that is a directory, every file that they name below it: sorted by name, the files of
-// a directory before those of its subdirectories. No file comes twice. Files that are paths
-// themselves are grouped by directory.
+// For a path that is a file: that file, named by the administrative files or not; grouped by
+// directory. For a directory: every file that they name below it, sorted by name, those of a
+// directory before those of its subdirectories. No file comes twice.
 std::vector<FileGroup> findFiles(const std::string& workingCopy,
                                  const std::vector<std::string>& paths);
 

@@ -13,7 +13,7 @@
 //              getLastErrorCommand() and getLastError() tell what the client said. A failure that
 //              runs no client leaves the two alone: an argument that is refused, a directory that
 //              is no working copy, a destination that cannot be written. There is one exception,
-//              in createDirectory.
+//              which getLastErrorCommand() tells.
 //   Null       A null pointer where none is provided for makes the call fail and changes nothing.
 //   Strings    What the host passes in is copied first, so that it may be a string of the
 //              provider's. What the provider hands out is borrowed: the host frees nothing, and
@@ -83,8 +83,8 @@ class SourceCodeControlSystemProviderInterface {
   //   "missing"                         yes       yes     in the repository, without a status here
   // The revisions are the one that the file here is based on and the newest one in the repository;
   // both are empty for a missing file. The strings last until the file's status is read again or
-  // forgotten: by saved, any successful change of the file, addFile of its directory, refresh or
-  // logout.
+  // forgotten: by saved, any successful change of the file, an addFile that puts its directory
+  // under control, refresh or logout.
   virtual bool status(const char* path, bool& controlled, bool& edited, bool& modified,
                       bool& outOfDate, const char*& statusText, const char*& workingRevision,
                       const char*& repositoryRevision) = 0;
@@ -116,7 +116,7 @@ class SourceCodeControlSystemProviderInterface {
   // Not supported: always false, whatever the arguments.
   virtual bool merged(const char* first, const char* second) = 0;
 
-  // The name of the root: always ".".
+  // The name of the root: always ".", as long as the provider lives.
   virtual const char* getRoot() = 0;
   // Does nothing: listings are never cached. Always true, whatever the argument.
   virtual bool refreshDirectoriesList(const char* path) = 0;

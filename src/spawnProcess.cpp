@@ -181,9 +181,9 @@ class HeldSignals {
   sigset_t before_;
 };
 
-// Removes the host's signal handlers, and lets SIGCHLD and SIGPIPE do what a program expects, which
-// the host may ignore or hold back: a shell waits for ever for a SIGCHLD that is blocked. Then lets
-// signals in again.
+// Removes the host's signal handlers. Restores SIGCHLD and SIGPIPE, which the host may ignore or
+// block: a shell waits for ever where SIGCHLD is blocked. Then lets the other signals in as they
+// were.
 void restoreSignals(sigset_t mask) {
   for (int number = 1; number < NSIG; ++number) {
     struct sigaction action;

@@ -1,6 +1,6 @@
-/* The same host in C, which drives the provider through its table of functions. In the C++ ABI of
-   GNU systems the first word of an object points to that table; its entries stand in the order of
-   the interface, take the object first, and take a reference as a pointer.
+/* The same host in C. It drives the provider through its table of functions. In the C++ ABI of GNU
+   systems the first word of an object points to that table. The entries are in the order of the
+   interface. Each takes the object first, and pointers for references.
 
      gcc -m32 minimal-host.c -o minimal-host -ldl
      ./minimal-host LIBRARY REPOSITORY WORKING-COPY FILE [MESSAGE] */
@@ -95,7 +95,7 @@ int main(int count, char** arguments) {
     fprintf(stderr, "%s\n", dlerror());
     return 2;
   }
-  /* ISO C has no conversion from the one kind of pointer to the other; this is POSIX's own. */
+  /* ISO C cannot convert an object pointer to a function pointer; POSIX does it in this way. */
   *(void**)&allocate = dlsym(library, "AllocateSourceCodeControlSystemInterface");
   *(void**)&release = dlsym(library, "ReleaseSourceCodeControlSystemInterface");
   provider = allocate == NULL || release == NULL ? NULL : allocate();

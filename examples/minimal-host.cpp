@@ -1,4 +1,4 @@
-// A whole host on one page: shows the state of a file, and commits it when it is given a message.
+// A whole host on one page: shows the state of a file, and commits it when a message is given.
 //
 //   g++ -m32 -I/usr/local/include minimal-host.cpp -o minimal-host -ldl
 //   ./minimal-host LIBRARY REPOSITORY WORKING-COPY FILE [MESSAGE]
@@ -11,8 +11,8 @@ namespace {
 
 using Provider = SourceCodeControlSystemProviderInterface;
 
-// The last error is only that of a client which ran: nothing clears it, and a refused argument
-// does not set it.
+// Only a client that ran sets the last error: a refused argument does not set it, and nothing
+// clears it.
 int fail(Provider& provider, const char* operation) {
   std::fprintf(stderr, "%s failed; the last words of the client, in \"%s\": %s\n", operation,
                provider.getLastErrorCommand(), provider.getLastError());
@@ -25,7 +25,7 @@ bool printStatus(Provider& provider, const char* file) {
   if (!provider.status(file, controlled, edited, modified, outOfDate, text, working, repository)) {
     return false;
   }
-  // These strings are the provider's, until the status of the file changes: copy them to keep them.
+  // The provider owns these strings until it reads or forgets the file's status: copy to keep them.
   std::printf("%s: %s, %s here, %s there%s\n", file, text, working, repository,
               edited ? ", edited" : "");
   return true;
@@ -70,7 +70,7 @@ int main(int count, char** arguments) {
   }
   const int status =
       run(*provider, arguments[2], arguments[3], arguments[4], count > 5 ? arguments[5] : nullptr);
-  release(provider);  // and with it everything that it has handed out
+  release(provider);  // also ends every string that it handed out
   dlclose(library);
   return status;
 }

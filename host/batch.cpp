@@ -7,7 +7,7 @@
 
 namespace {
 
-// What the client said besides what is told in other words: it warns of much, and succeeds.
+// Passes on the client's warnings, except those that this program reports in its own words.
 void passOnWarnings(const std::string& words) {
   std::istringstream lines(words);
   for (std::string line; std::getline(lines, line);) {
@@ -44,7 +44,7 @@ int runAsOne(Provider& provider, const Paths& paths, const std::string& command,
     return provider->postMulti();
   }();
   if (!succeeded) return provider.fail(command);
-  const LastError warned = provider.lastError();
-  if (status == exitSuccess && warned.command != "add") passOnWarnings(warned.text);  // or advised
+  const LastError warned = provider.lastError();  // of "add" it is only advice
+  if (status == exitSuccess && warned.command != "add") passOnWarnings(warned.text);
   return status;
 }

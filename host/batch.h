@@ -5,7 +5,7 @@
 
 #include "commands.h"
 
-// Runs an operation on files, by the name of the client command that takes the time.
+// Runs an operation on files. `command` is the client command that takes the time.
 
 using FileOperation = std::function<bool(const char* file)>;
 
@@ -13,7 +13,7 @@ using FileOperation = std::function<bool(const char* file)>;
 bool runOn(Provider& provider, const std::string& path, const std::string& command,
            const FileOperation& operation);
 
-// Brackets the operations, so that several files reach the client as one command. Goes on after a
-// failure, passes on what the client warns of, and returns the exit status.
+// Runs the operations as a batch, so that several files reach the client as one command. Goes on
+// after a failure, passes on the client's warnings, and returns the exit status.
 int runAsOne(Provider& provider, const Paths& paths, const std::string& command,
              const FileOperation& operation);

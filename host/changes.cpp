@@ -23,7 +23,7 @@ std::string revisionOf(const FileSnapshot& file) {
   return file.entry.has_value() ? file.entry->revision : "";
 }
 
-// Every path of the two.
+// The paths in either of the two.
 Paths pathsOf(const Snapshots& before, const Snapshots& after) {
   Paths paths;
   for (const auto& [path, file] : before) paths.push_back(path);
@@ -33,7 +33,7 @@ Paths pathsOf(const Snapshots& before, const Snapshots& after) {
   return paths;
 }
 
-// "VERB PATH 1.1 -> 1.2", with the revisions that there are.
+// "VERB PATH 1.1 -> 1.2", without a revision that is not known.
 std::string describeChange(const std::string& verb, const std::string& path,
                            const std::string& from, const std::string& to) {
   std::string line = verb + ' ' + path;
@@ -41,7 +41,7 @@ std::string describeChange(const std::string& verb, const std::string& path,
   return line + ' ' + to;
 }
 
-// What a commit has seen done to a file; empty for nothing.
+// What a commit has done to a file; empty for nothing.
 std::string describeCommit(const std::string& path, const FileSnapshot& before,
                            const FileSnapshot& after) {
   const std::string from = revisionOf(before), to = revisionOf(after);
@@ -50,7 +50,7 @@ std::string describeCommit(const std::string& path, const FileSnapshot& before,
   return describeChange("committed", path, from == "0" ? "" : from, to);
 }
 
-// What an update has seen done to a file; empty for nothing.
+// What an update has done to a file; empty for nothing.
 std::string describeUpdate(const std::string& path, const FileSnapshot& before,
                            const FileSnapshot& after) {
   const std::string from = revisionOf(before), to = revisionOf(after);
@@ -73,7 +73,7 @@ void sayChanges(const Snapshots& before, const Snapshots& after, Describe descri
   }
 }
 
-// Whether a file that had a conflict still holds what the merge has put around it.
+// Whether a file that had a conflict still holds the marks of the merge.
 bool holdsConflict(const Session& session, const FileReport& report) {
   if (!report.file.entry.has_value() || !report.file.entry->hasConflict()) return false;
   if (!isRegularFile(session.directory, report.file.path)) return false;
@@ -89,7 +89,7 @@ bool holdsConflict(const Session& session, const FileReport& report) {
 std::optional<Paths> findChanged(const Session& session) {
   Paths changed;
   Troubles troubles;
-  std::vector<std::string> leftOff;  // told after the survey, which shows its progress
+  std::vector<std::string> leftOff;  // reported after the survey, which shows its progress
   const auto leaveOff = [&](const std::string& path, const std::string& reason) {
     leftOff.push_back(path + ": " + reason);
   };
@@ -115,15 +115,15 @@ std::optional<Paths> findChanged(const Session& session) {
   return std::nullopt;
 }
 
-// What the administrative files say of a path, be it a file, which has been seen, or a directory.
+// What the administrative files say of a path. `seen` holds the files, but no directories.
 std::optional<Entry> entryOf(const Session& session, const Snapshots& seen,
                              const std::string& path) {
   const auto found = seen.find(path);
   return found == seen.end() ? findFile(session.directory, path).entry : found->second.entry;
 }
 
-// Why an update, which succeeds as it says, has left a path that was named as it was; empty for
-// one that it has not.
+// Why an update that reported success did not touch a path that the user named; empty when there is
+// nothing to report.
 std::string whyNotUpdated(const Session& session, const std::string& path,
                           const std::optional<Entry>& entry, bool wasListed, bool clean) {
   if (path == ".") return "";

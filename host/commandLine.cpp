@@ -16,13 +16,13 @@ struct Option {
   char letter;  // 0 for none
   const char* name;
   const char* value;     // what its value is called; null for a switch
-  const char* commands;  // those that take it, each between blanks; null for all
+  const char* commands;  // those that take it, each between blanks; null: all
   const char* description;
   void (*store)(CommandLine& line, const char* value);
 };
 
 void storeJobs(CommandLine& line, const char* value) {
-  // Zero, which is refused, for anything that is no number.
+  // Anything but a number becomes zero, which is refused.
   const bool isNumber = std::string(value).find_first_not_of("0123456789") == std::string::npos;
   line.jobs = isNumber ? static_cast<unsigned>(std::strtoul(value, nullptr, 10)) : 0;
 }
@@ -75,7 +75,7 @@ bool takes(const std::string& command, const Option& option) {
          std::string(option.commands).find(' ' + command + ' ') != std::string::npos;
 }
 
-// What is gathered while the words are read.
+// State of the parser.
 struct Reading {
   const std::vector<CommandHelp>& commands;
   CommandLine line;
@@ -113,7 +113,7 @@ error_t readWord(int key, char* value, argp_state* state) {
   const auto* const option = std::find_if(std::begin(options), std::end(options),
                                           [key](const Option& o) { return keyOf(o) == key; });
   if (option != std::end(options)) {
-    // An empty name is a variable that was empty by mistake.
+    // Probably a shell variable that was empty by mistake.
     if (value != nullptr && *value == '\0' && option->letter != 'm') {
       argp_error(state, "the value of --%s is empty", option->name);
     }
@@ -141,13 +141,12 @@ std::string describeCommands(const std::vector<CommandHelp>& commands) {
     text += left + command.description + '\n';
   }
   return text +
-         "\vPaths are seen from the working copy. Exit status: 0, 1 when an operation failed, 2 "
-         "for "
-         "bad usage; of diff, as diff(1).";
+         "\vPaths are seen from the working copy. Exit status: 0, 1 when an operation failed, "
+         "2 for bad usage; of diff, as diff(1).";
 }
 
-// The options as the parser takes them: those of every command, then each with the commands that
-// take it in front of its description.
+// The options in the parser's form. The description of an option that only some commands take
+// begins with their names.
 std::vector<argp_option> describeOptions(std::vector<std::string>& texts) {
   std::vector<argp_option> described;
   texts.reserve(std::size(options));

@@ -15,7 +15,7 @@ struct CommandLine {
   std::string revision = "HEAD";
   std::string output;
   std::string user;
-  unsigned jobs = 0;  // 0: as many as seem fit
+  unsigned jobs = 0;  // 0: the default
   bool changed = false;
   bool untracked = false;
   bool clean = false;
@@ -32,6 +32,6 @@ struct CommandHelp {
   std::size_t fewest, most;  // arguments
 };
 
-// Reads the command line. Ends the program after answering for help and the version, and after bad
+// Reads the command line. Ends the program after showing the help or the version, and after bad
 // usage, which it reports.
 CommandLine readCommandLine(int count, char** words, const std::vector<CommandHelp>& commands);

@@ -7,9 +7,9 @@
 #include "provider.h"
 #include "survey.h"
 
-// The operations behind the program's subcommands. Paths are relative to the session's working
-// copy, and the provider is tied to it. Each reports its failures and returns the exit status. An
-// empty message is none.
+// The operations behind the program's commands. Paths are relative to the session's working copy,
+// and the provider is tied to it. Each reports its failures and returns the exit status. An empty
+// message means none.
 
 using Paths = std::vector<std::string>;
 
@@ -18,7 +18,7 @@ struct StatusOptions {
   bool untracked = false;  // add what no administrative file names
 };
 
-// Shows files, all below the directories among the paths.
+// Shows the files, and for a directory every file below it.
 int showStatus(const Session& session, const Paths& paths, const StatusOptions& options);
 
 // Several files reach the client as one command.
@@ -27,10 +27,10 @@ int addFiles(Provider& provider, const Session& session, const Paths& paths,
 // Without paths, commits every file that is modified, added or removed.
 int commitFiles(Provider& provider, const Session& session, const Paths& paths,
                 const std::string& message);
-// With `clean`, local changes give way to what the repository has.
+// With `clean`, replaces local changes by what the repository has.
 int updateFiles(Provider& provider, const Session& session, const Paths& paths, bool clean);
 
-// With `clean`, local changes give way first.
+// With `clean`, replaces local changes first.
 int editFiles(Provider& provider, const Session& session, const Paths& paths, bool clean);
 // Refuses files that are not known to be unmodified, unless they are to be reverted.
 int uneditFiles(Provider& provider, const Session& session, const Paths& paths, bool revert);
@@ -45,8 +45,8 @@ struct PrintOptions {
 int printRevision(Provider& provider, const Session& session, const std::string& file,
                   const PrintOptions& options);
 
-// Shows what has changed in the files since the revisions they are based on. Returns as diff does:
-// 1 for differences, 2 for trouble.
+// Shows how the files differ from the revisions they are based on. Returns as diff does: 1 for
+// differences, 2 for trouble.
 int showDifferences(const Session& session, const Paths& paths);
 
 int listRepository(Provider& provider, const std::string& path, bool directories);
@@ -60,6 +60,5 @@ int checkOut(Provider& provider, const Session& session, const std::string& loca
 int logIn(Provider& provider, LineReader& input);
 int logOut(Provider& provider);
 
-// Runs a script of operations by the interface's own names, from a file or, when that is empty, the
-// input.
+// Runs a script of operations by the interface's own names. An empty file name means the input.
 int runScript(Provider& provider, const std::string& file, LineReader& input);

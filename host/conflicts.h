@@ -6,10 +6,9 @@
 
 #include "workingCopy.h"
 
-// While it lives, files with an open conflict look touched: the client would not replace them
-// otherwise.
-// Afterwards a file that the client did not replace looks untouched again, or it would count as
-// resolved.
+// While it lives, files with an open conflict look touched: otherwise the client would not replace
+// them. Afterwards a file that the client did not replace looks untouched again: otherwise its
+// conflict would count as resolved.
 class TouchedConflicts {
  public:
   TouchedConflicts(const std::string& workingCopy, const Snapshots& files);

@@ -18,12 +18,12 @@ namespace {
 
 constexpr int same = 0, different = 1, trouble = 2;  // as diff(1) ends
 
-// Writes the file the way that a fetched revision comes: line ends become single line feeds, and
-// the last line has one. Returns whether all of it was written.
+// Writes the file in the form of a fetched revision: every line, also the last, ends in a single
+// line feed. Returns whether all of it was written.
 bool writeAsText(const std::string& from, const std::string& to) {
   std::ifstream input(from, std::ios::binary);
   std::ofstream output(to, std::ios::binary);
-  bool isOpen = false;  // the line
+  bool isOpen = false;  // the line has no end yet
   for (char c, last = '\n'; input.get(c); last = c) {
     const bool endsLine = c == '\r' || (c == '\n' && last != '\r');
     if (endsLine) output.put('\n');
@@ -79,7 +79,7 @@ int showDifference(const Session& session, const FileReport& report) {
     return trouble;
   }
   if (!writeAsText(working, text.path())) {
-    complain(path + " could not be read, or its text not be written to " + text.path());
+    complain(path + " could not be read, or not be copied to " + text.path());
     return trouble;
   }
   const int status = runDiff(path, revision, base.path(), text.path());
@@ -93,7 +93,7 @@ int showDifference(const Session& session, const FileReport& report) {
 int showDifferences(const Session& session, const Paths& paths) {
   std::vector<FileReport> changed;
   Troubles troubles;
-  std::vector<std::string> leftOff;  // told after the survey, which shows its progress
+  std::vector<std::string> leftOff;  // reported after the survey, which shows its progress
   survey(session, findFiles(session.directory, paths), [&](const GroupReport& group) {
     troubles.add(group.directory, group.trouble);
     for (const auto& file : group.files) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-// The files themselves, in place of the directories they are below. None, reported, where those of
+// The paths, with each directory replaced by the files below it. None, reported, when the files of
 // a directory are not known.
 std::optional<Paths> expand(const Session& session, const Paths& paths) {
   Paths files;
@@ -24,8 +24,8 @@ std::optional<Paths> expand(const Session& session, const Paths& paths) {
   return files;
 }
 
-// The client takes back what was changed since the edit was announced, asked for or not. So what is
-// here has to be known to be unmodified.
+// Whether no file loses changes; reports why not. The client always takes back what was changed
+// since the edit was announced, so every file that is here has to be known to be unmodified.
 bool canLoseNothing(const Session& session, const Paths& paths) {
   std::string reason;
   survey(session, findFiles(session.directory, paths), [&](const GroupReport& group) {
@@ -54,7 +54,7 @@ std::string readBytes(const Session& session, const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// What the files hold that are being edited: the client replaces them, changed or not.
+// The contents of the files that are being edited: the client replaces them, changed or not.
 using EditedBytes = std::map<std::string, std::string>;
 EditedBytes readEdited(const Session& session, const Snapshots& files) {
   EditedBytes bytes;
@@ -67,7 +67,7 @@ EditedBytes readEdited(const Session& session, const Snapshots& files) {
 }  // namespace
 
 int editFiles(Provider& provider, const Session& session, const Paths& paths, bool clean) {
-  // The provider cleans the files it is asked about, and a directory is none.
+  // The provider cleans single files only, not those of a directory.
   const auto asked = clean ? expand(session, paths) : paths;
   if (!asked.has_value()) return exitFailure;
   int status = exitSuccess;
@@ -91,7 +91,7 @@ int editFiles(Provider& provider, const Session& session, const Paths& paths, bo
 
 int uneditFiles(Provider& provider, const Session& session, const Paths& paths, bool revert) {
   if (!revert && !canLoseNothing(session, paths)) return exitFailure;
-  // Never a directory: the client may find more below it than was looked at.
+  // Never pass a directory: the client may find more files below it than were checked.
   const auto asked = expand(session, paths);
   if (!asked.has_value()) return exitFailure;
   const Snapshots before = takeSnapshots(session.directory, *asked);

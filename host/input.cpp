@@ -12,8 +12,8 @@
 
 namespace {
 
-// Keeps what is typed on a terminal from being seen while it lives. The signals that end or stop
-// the program wait until the terminal is as it was: it would stay silent behind them.
+// Hides what is typed on a terminal while it lives. The signals that end or stop the program wait
+// until the terminal shows what is typed again: otherwise it would stay hidden after them.
 class HiddenTyping {
  public:
   explicit HiddenTyping(int terminal) : terminal_(terminal) {
@@ -33,12 +33,12 @@ class HiddenTyping {
   ~HiddenTyping() {
     tcsetattr(terminal_, TCSAFLUSH, &settings_);
     if (pending_ != -1) close(pending_);
-    sigprocmask(SIG_SETMASK, &mask_, nullptr);  // which delivers what was waiting
+    sigprocmask(SIG_SETMASK, &mask_, nullptr);  // delivers the signals that wait
   }
   HiddenTyping(const HiddenTyping&) = delete;
   HiddenTyping& operator=(const HiddenTyping&) = delete;
 
-  // Waits until there is something to read, or a signal; true in the first case.
+  // Waits for something to read or for a signal; true for the first.
   bool waitForLine() const {
     pollfd sources[] = {{terminal_, POLLIN, 0}, {pending_, POLLIN, 0}};
     int ready = 0;
@@ -66,7 +66,7 @@ Typed readHidden(int terminal, std::string& line) {
     line.append(typed, static_cast<std::size_t>(count));
     if (line.back() == '\n') return Typed::line;
   }
-  std::fputc('\n', stderr);  // as the signal is to be delivered now
+  std::fputc('\n', stderr);  // the signal is delivered after this line
   return Typed::interrupted;
 }
 
@@ -111,7 +111,7 @@ std::optional<std::string> readPassword(LineReader& input, const std::string& pr
     std::fputs(prompt.c_str(), stderr);
     std::string line;
     const Typed typed = readHidden(input.descriptor(), line);
-    // A signal that stopped the program asks again when it goes on; others do not come back.
+    // The signal stopped the program, which goes on now, so ask again; other signals have ended it.
     if (typed == Typed::interrupted) continue;
     if (typed == Typed::end && line.empty()) {
       std::fputc('\n', stderr);

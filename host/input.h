@@ -23,11 +23,11 @@ class LineReader {
   std::FILE* file_;
 };
 
-// Gives every client started from here on an empty standard input: a client that read ours would
-// swallow lines of a script. Returns the former standard input, or null if it was closed. Call it
+// Gives every client that is started later an empty standard input: a client that read ours would
+// take lines of a script. Returns the former standard input, or null if it was closed. Call it
 // once, before anything reads.
 std::FILE* takeStandardInput();
 
-// Reads a password. On a terminal it asks first and shows nothing that is typed; the usual keys
-// interrupt. Elsewhere it reads a line. None at the end of the input.
+// Reads a password. On a terminal it asks first and hides what is typed; the usual keys interrupt
+// it. Elsewhere it reads a line. None at the end of the input.
 std::optional<std::string> readPassword(LineReader& input, const std::string& prompt);

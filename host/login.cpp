@@ -11,7 +11,7 @@ int logIn(Provider& provider, LineReader& input) {
   }
   const bool succeeded = [&] {
     const Progress waiting = showWaiting("login");
-    return provider->login("", password->c_str(), root.c_str());  // who logs in is part of the root
+    return provider->login("", password->c_str(), root.c_str());  // the root names the user
   }();
   if (!succeeded) return provider.fail("login");
   say("logged in to " + root);
@@ -23,7 +23,7 @@ int logOut(Provider& provider) {
     const Progress waiting = showWaiting("logout");
     provider->logout();
   }
-  // It always succeeds, but the client may have had a reason not to.
+  // The operation always succeeds; only the last error shows that the client failed.
   if (!provider.lastError().command.empty()) return provider.fail("logout");
   say(std::string("logged out of ") + provider->getRepositoryListEntry());
   return exitSuccess;

@@ -13,7 +13,7 @@ namespace {
 constexpr char eraseLine[] = "\r\033[K";
 constexpr int endingSignals[] = {SIGHUP, SIGINT, SIGTERM};
 
-// Erases the line and lets the signal end the program after all.
+// Erases the line, then lets the signal end the program.
 void eraseAndEnd(int number) {
   const ssize_t ignored = write(STDERR_FILENO, eraseLine, sizeof eraseLine - 1);
   static_cast<void>(ignored);
@@ -29,7 +29,7 @@ void changeHandlers(void (*from)(int), void (*to)(int)) {
   }
 }
 
-// As much as fits on one line: a longer one would be left behind when it is written over.
+// As much as fits on one line: overwriting a longer text would leave parts of it behind.
 std::string fitted(std::string text) {
   winsize size = {};
   const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;

@@ -7,9 +7,9 @@
 #include <string>
 #include <thread>
 
-// Shows how far long work has come, on one line of the standard error, if that is a capable
-// terminal. The line appears after `delay`, changes twice a second, and goes with the object or
-// when a signal ends the program. One object at a time.
+// Shows the progress of long work on one line of the standard error, if that is a capable terminal.
+// The line appears after `delay` and changes twice a second. It goes when the object is destroyed
+// or a signal ends the program. One object at a time.
 class Progress {
  public:
   // `text` is called on a thread of its own; it may not throw.
@@ -25,8 +25,8 @@ class Progress {
   std::mutex mutex_;
   std::condition_variable ended_;
   bool hasEnded_ = false;  // guarded by mutex_
-  std::thread thread_;     // none where nothing is written
+  std::thread thread_;     // none when nothing is shown
 };
 
-// Tells what a client command waits for when it takes longer than two seconds: it may be a lock.
+// Shows a client command that runs longer than two seconds: it may be waiting for a lock.
 Progress showWaiting(const std::string& command);

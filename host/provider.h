@@ -20,7 +20,7 @@ struct LastError {
   bool operator==(const LastError& other) const {
     return command == other.command && text == other.text;
   }
-  // A clause with the client's words.
+  // The client's words, in a form that completes a sentence.
   std::string describe() const;
 };
 
@@ -74,6 +74,6 @@ class Provider {
 // Asks for the status of a file; a null path is passed on.
 FileState askStatus(SourceCodeControlSystemProviderInterface& provider, const char* path);
 
-// Whether a listing that named nothing had failed, as far as can be told: an empty one looks alike,
-// and only a failure leaves an error of the client's "rls" behind.
+// Whether a listing failed, as far as can be told. It names nothing then, as an empty listing does,
+// but it leaves an error of the client's "rls" behind.
 bool hasListingFailed(SourceCodeControlSystemProviderInterface& provider, int count);

@@ -11,7 +11,7 @@ void complain(const std::string& sentence) {
 }
 
 void passOn(const std::string& words) {
-  std::cout.flush();  // in the order in which things happened
+  std::cout.flush();  // keeps the two streams in order
   std::cerr << (isatty(STDERR_FILENO) == 1 ? printable(words) : words) << '\n';
 }
 

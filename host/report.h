@@ -13,16 +13,15 @@ constexpr int exitUsage = 2;    // the command line or a script makes no sense
 // Writes one sentence about what went wrong to the standard error.
 void complain(const std::string& sentence);
 
-// Writes a line of the client's own words there.
+// Writes a line of the client's own words to the standard error.
 void passOn(const std::string& words);
 
-// Files that something went wrong with. Those that follow each other with the same words are told
-// together.
+// Files with which something went wrong. Neighbours with the same words are reported together.
 class Troubles {
  public:
-  // Does nothing where there are no words.
+  // Does nothing when there are no words.
   void add(const std::string& path, const std::string& words);
-  // Complains of them and returns the exit status.
+  // Complains about them and returns the exit status.
   int report() const;
 
  private:
@@ -37,12 +36,12 @@ class Troubles {
 // Writes one line about what was done to the standard output.
 void say(const std::string& line);
 
-// The text as a terminal may get it, which would obey the control characters of a name: they
+// The text in a form that is safe for a terminal: control characters, which a file's name may hold,
 // become "?".
 std::string printable(std::string text);
 
 // Whether a descriptor is a terminal that understands more than plain text.
 bool isCapableTerminal(int descriptor);
 
-// The same, where colour is wanted.
+// Whether it also may show colour.
 bool isColourTerminal(int descriptor);

@@ -14,7 +14,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-// The names in a repository directory; none after a failure, which is reported as one of `what`.
+// The names in a repository directory; none after a failure, which is reported as that of `what`.
 std::optional<Names> list(Provider& provider, const std::string& directory, bool directories,
                           const std::string& what) {
   const Progress waiting = showWaiting("rls");
@@ -38,8 +38,8 @@ std::string repositoryPath(const std::string& path) {
   return normal == "." ? "" : normal;
 }
 
-// Whether a directory can be made; reports why not. The client would make it even in the place of a
-// file or below one, and then nobody could check the module out any more.
+// Whether a directory can be made; reports why not. The client would make it even in place of a
+// file or below a file, and then nobody could check out the module any more.
 bool canMakeDirectory(Provider& provider, const std::string& directory) {
   const std::string what = "mkdir " + directory;
   std::string parent;
@@ -57,21 +57,21 @@ bool canMakeDirectory(Provider& provider, const std::string& directory) {
     }
     const auto directories = list(provider, parent, true, what);
     if (!directories.has_value()) return false;
-    if (!holds(*directories, piece.string())) return true;  // and nothing can be below it
+    if (!holds(*directories, piece.string())) return true;  // so nothing is below it
     parent = path;
   }
   complain(what + ": the repository has that directory");
   return false;
 }
 
-// As the client wants it of a vendor tag.
+// Whether the client takes the text for a vendor tag.
 bool isTag(const std::string& text) {
   const auto fits = [](unsigned char c) { return std::isalnum(c) != 0 || c == '-' || c == '_'; };
   return !text.empty() && std::isalpha(static_cast<unsigned char>(text[0])) != 0 &&
          std::all_of(text.begin(), text.end(), fits);
 }
 
-// Two ways to write one local repository are the same.
+// A local repository can be written in two ways; this gives one of them.
 std::string withoutMethod(const std::string& root) {
   constexpr char local[] = ":local:";
   std::string path = root.rfind(local, 0) == 0 ? root.substr(sizeof local - 1) : root;
@@ -79,8 +79,7 @@ std::string withoutMethod(const std::string& root) {
   return path;
 }
 
-// Which repository directory a module stands for, as the client itself resolves it; empty when it
-// does not.
+// The repository directory that the client checks out for a module; empty when it fails.
 std::string resolveModule(const Session& session, const std::string& module) {
   const TemporaryDirectory scratch;
   const std::string directory = scratch.path() + "/module";
@@ -91,7 +90,7 @@ std::string resolveModule(const Session& session, const std::string& module) {
   return resolved ? provider->getRemoteRoot() : "";
 }
 
-// Whether a working copy that is there is the one that is asked for. Reports why not.
+// Whether an existing working copy is the one that is asked for; reports why not.
 bool isWorkingCopyOf(Provider& provider, const Session& session, const std::string& directory,
                      const std::string& module) {
   const std::string wantedRoot = provider->getRepositoryListEntry();
@@ -132,7 +131,7 @@ int makeDirectory(Provider& provider, const std::string& path, const std::string
   const std::string parent = isNested ? directory.substr(0, slash) : "";
   const std::string name = isNested ? directory.substr(slash + 1) : directory;
   const std::string root = provider->getRepositoryListEntry();
-  provider->login(user.c_str(), nullptr, root.c_str());  // only records: no login is required here
+  provider->login(user.c_str(), nullptr, root.c_str());  // records only: no login is required here
   const bool created = [&] {
     const Progress waiting = showWaiting("import");
     return provider->createDirectory(isNested ? parent.c_str() : nullptr, name.c_str());

@@ -15,9 +15,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Whether a fetch that succeeded gave the revision. The client writes a heading to its standard
-// error before a file, even an empty one, unless its user wants it quiet. It also writes there
-// which revision it does not have.
+// Whether a fetch that succeeded gave the revision. The client writes a heading for a file, even an
+// empty one, to its standard error, unless its user wants it quiet. It also reports there that it
+// does not have a revision.
 bool hasGivenRevision(Provider& provider, const VersionedFile& file, const std::string& revision,
                       const std::string& contents) {
   const std::string words = provider.lastError().text;

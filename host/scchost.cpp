@@ -18,7 +18,7 @@
 
 namespace {
 
-// What a command runs with.
+// The parameters of a command.
 struct Run {
   const CommandLine& line;
   const Session& session;
@@ -30,18 +30,18 @@ struct Run {
 // What a command needs beyond a provider.
 enum Needs {
   nothing = 0,
-  workingCopy = 1,          // to which the provider is tied
-  pathsInIt = 2,            // its arguments are paths in there
+  workingCopy = 1,          // a working copy, to which the provider is tied
+  pathsInIt = 2,            // its arguments are paths in the working copy
   adapter = 4,              // it uses options that the stock client lacks
   login = 8,                // login and logout run the client
-  everythingByDefault = 16  // no path stands for the whole working copy
+  everythingByDefault = 16  // without a path it takes the whole working copy
 };
 
 struct Command {
   CommandHelp help;
   int needs;
   int (*run)(Run& run);
-  int failure = exitFailure;  // the exit status when the command cannot run, or not to its end
+  int failure = exitFailure;  // the exit status when the command cannot run or complete
 };
 
 constexpr int diffTrouble = 2;  // as diff(1) ends
@@ -128,7 +128,7 @@ const Command& commandNamed(const std::string& name) {
                        [&](const auto& command) { return name == command.help.name; });
 }
 
-// Brings the paths into the form the provider takes, each once; none, reported, for a bad one.
+// The paths in the form that the provider takes, each once. None, reported, for a bad path.
 std::optional<Paths> resolvePaths(const CommandLine& line, int needs) {
   Paths paths;
   std::set<std::string> seen;
@@ -146,13 +146,13 @@ std::optional<Paths> resolvePaths(const CommandLine& line, int needs) {
   return paths;
 }
 
-// Finds out what the command line leaves open; none after a failure, which has been reported.
+// Completes the settings of the command line. None after a failure, which has been reported.
 std::optional<Configuration> configure(const Settings& settings, int needs) {
   const auto client = findClient(settings);
   if (!client.has_value()) return std::nullopt;
   const auto root = findRoot(settings);
   if (!root.has_value()) return std::nullopt;
-  // The adapter's shell takes time, so that it runs only where its options are needed.
+  // The adapter's shell takes time, so it runs only where its options are needed.
   const bool adapted = (needs & adapter) != 0 && !client->adapter.empty();
   if (adapted) setenv("CVS_GNU_CLIENT", client->program.c_str(), 1);
   return Configuration{adapted ? client->adapter : client->program, *root, settings.edit,

@@ -74,7 +74,7 @@ Result run(Interface& provider, const Arguments& given) {
   return {show(succeeded), succeeded};
 }
 
-// One that returns an answer.
+// An operation that returns an answer.
 template <auto operation>
 Result ask(Interface& provider, const Arguments& given) {
   return {show(call(operation, provider, given)), true};
@@ -108,11 +108,11 @@ Result openBatch(Interface& provider, const Arguments&) {
 
 struct Operation {
   const char* name;
-  const char* parameters;  // names; those that hold a "|" are one of the two words
+  const char* parameters;  // names; one with a "|" takes either of its two words
   Result (*run)(Interface&, const Arguments&);
 };
 
-// By the names and in the order of the interface.
+// Names and order are those of the interface.
 constexpr Operation operations[] = {
     {"setOption", "KEY VALUE", run<&Interface::setOption>},
     {"iterateRepositoryList", "", ask<&Interface::iterateRepositoryList>},
@@ -160,7 +160,7 @@ bool takes(const Operation& operation, const Words& words) {
   return true;
 }
 
-// The operation that a line, cut into words, asks for; or else what was expected instead.
+// The call that the words of a line ask for. None, with a message in `expected`, for a bad line.
 std::optional<Call> findCall(Words words, std::string& expected) {
   const std::string name = words.front().text;
   words.erase(words.begin());
@@ -243,7 +243,7 @@ class Run {
 int runScript(Provider& provider, const std::string& file, LineReader& input) {
   Run run(provider);
   if (file.empty()) {
-    // Line by line, as somebody may be typing.
+    // Run each line at once: somebody may be typing.
     Script script(input, "standard input");
     while (const auto call = script.next()) run.perform(*call);
     const int status = run.finish();
@@ -256,7 +256,7 @@ int runScript(Provider& provider, const std::string& file, LineReader& input) {
     complain("cannot read the script " + file);
     return exitUsage;
   }
-  // Read to its end before the first call: a script with a bad line does nothing at all.
+  // Read the whole script before the first call: a script with a bad line does nothing at all.
   Script script(reader, file);
   std::vector<Call> calls;
   while (auto call = script.next()) calls.push_back(std::move(*call));

@@ -32,7 +32,7 @@ bool isOnSearchPath(const std::string& program) {
   std::string rest = search == nullptr ? "/bin:/usr/bin" : search;
   rest += ':';
   for (std::size_t colon; (colon = rest.find(':')) != std::string::npos; rest.erase(0, colon + 1)) {
-    // A relative directory leads elsewhere once the client starts in the working copy.
+    // Skip relative directories: the client starts in another directory.
     const fs::path directory = rest.substr(0, colon);
     if (directory.is_absolute() && isProgram(directory / program)) return true;
   }
@@ -58,7 +58,7 @@ std::optional<Client> findClient(const Settings& settings) {
                           " on the search path; install it, or name another client with --client");
     return std::nullopt;
   }
-  // It is started in directories of the working copy.
+  // The client starts in directories of the working copy.
   if (isPath) program = fs::absolute(program).string();
   return Client{program, isNamed ? "" : findAdapter()};
 }

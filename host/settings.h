@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-// What the user has said about the provider; an empty text leaves a thing open.
+// What the user has said about the provider; an empty text where the user has said nothing.
 struct Settings {
   std::string directory = ".";  // the working copy
   std::string client;
@@ -20,7 +20,7 @@ struct Configuration {
   bool login = false;  // login and logout run the client
 };
 
-// The client to run, and what gives the stock one the options that it lacks.
+// The client to run, and the adapter that gives the stock client the options it lacks.
 struct Client {
   std::string program;  // a name on the search path, or an absolute path
   std::string adapter;  // the same; empty when there is none, or the user has named a client

@@ -19,8 +19,8 @@ struct Row {
   std::string path;
 };
 
-// How a state is shown on a terminal: its colour, and what the last line calls one file and several
-// files in it.
+// How a state is shown on a terminal: its colour, and the last line's words for one file and for
+// several files.
 struct Appearance {
   const char* text;
   const char* colour;
@@ -72,7 +72,7 @@ void printAligned(std::vector<Row> rows) {
   }
 }
 
-// A line a row, each written whole: a reader never sees half of one.
+// Writes each row whole: a reader of a pipe never sees half a line.
 void printSeparated(const Row& row) {
   std::cout << row.statusText + '\t' + row.workingRevision + '\t' + row.repositoryRevision + '\t' +
                    row.edited + '\t' + row.path + '\n'
@@ -108,7 +108,7 @@ Row rowOf(const FileReport& report) {
           report.state.edited ? "edited" : "", report.file.path};
 }
 
-// The paths of what a directory holds besides its versioned files.
+// The paths of a directory's files that are not under control.
 std::vector<std::string> untrackedPaths(const Session& session, const std::string& directory) {
   const std::string prefix = directory == "." ? "" : directory + '/';
   std::vector<std::string> paths = findUntracked(session.directory + '/' + directory);

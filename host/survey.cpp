@@ -8,8 +8,8 @@
 
 namespace {
 
-// Asks about the files of one directory, by a provider of its own: what the client said before the
-// first question cannot be mistaken for words about it.
+// Asks about the files of one directory through a provider of its own: its last error is empty at
+// first, and so holds words about these files only.
 class Questioner {
  public:
   explicit Questioner(const Session& session)
@@ -33,7 +33,7 @@ class Questioner {
   }
 
  private:
-  // The text stays empty where the answer alone does not tell the state.
+  // Leaves the text empty when the answer alone does not give the state.
   FileReport ask(const VersionedFile& file) {
     FileReport report = {file, {}, "", ""};
     const bool isListed = file.entry.has_value();
@@ -57,8 +57,8 @@ class Questioner {
     return report;
   }
 
-  // What the client said about a file whose state it did not tell. The same words as before are
-  // about it as well, unless they name the file at which they were said first.
+  // What the client said about a file whose state it did not give. Words that have not changed are
+  // about this file as well, unless they name the file for which they first appeared.
   std::string wordsAbout(const std::string& path, const LastError& before, const LastError& after) {
     if (!(after == before)) lastNamed_ = path;
     const std::string earlier = std::string(provider_->getRemoteRoot()) + '/' + lastNamed_;
@@ -82,7 +82,7 @@ class Questioner {
     }
   }
 
-  // Whether the provider could read a directory: then it knows one of its files.
+  // Whether the provider could read a directory: if so, it knows one of its files.
   bool isRead(const std::string& directory) {
     if (isRead_ || hasLooked_) return isRead_;
     hasLooked_ = true;
@@ -125,7 +125,7 @@ class Questioner {
   Provider provider_;
   bool isRead_ = false;  // a file of the directory has a state
   bool hasLooked_ = false;
-  std::string lastNamed_;       // the file at which the client last said something new
+  std::string lastNamed_;       // the file for which the client last said something new
   std::string directoryWords_;  // said when the directory was read
 };
 
@@ -158,7 +158,7 @@ void survey(const Session& session, const std::vector<FileGroup>& groups,
     ~Stop() { next = count; }
     std::atomic<std::size_t>& next;
     const std::size_t count;
-  } stop = {next, groups.size()};  // so that nobody waits for the rest after a failure
+  } stop = {next, groups.size()};  // after a failure no worker starts another group
   const std::size_t jobs = std::min<std::size_t>(session.jobs, groups.size());
   while (workers.size() < jobs) workers.push_back(std::async(std::launch::async, work));
   for (auto& answer : answers) handle(answer.get_future().get());

@@ -8,7 +8,7 @@
 #include "provider.h"
 #include "workingCopy.h"
 
-// What it takes to make any number of providers that are tied to one working copy.
+// Everything needed to make more providers for one working copy.
 struct Session {
   std::string directory;
   std::shared_ptr<const ProviderLibrary> library;
@@ -19,7 +19,7 @@ struct Session {
 // One file, and what is known of its state.
 struct FileReport {
   VersionedFile file;
-  // What the provider says; not asked where the working copy itself tells the state.
+  // What the provider says; not asked when the administrative files alone give the state.
   FileState state;
   // The state in a word or two: the provider's, or else "added", "removed", "conflict", "dead" (the
   // repository has it no more), "missing" (not here), "no status" or "unknown".
@@ -40,7 +40,7 @@ struct GroupReport {
   std::string trouble;  // of the directory itself; empty when nothing went wrong
 };
 
-// Asks about every file, several directories at a time, and hands on the reports in the order of
-// the groups. The handler runs on the caller's thread; what it throws ends the survey.
+// Asks about every file, several directories at a time, and passes the reports to the handler in
+// the order of the groups. The handler runs on the caller's thread; an exception ends the survey.
 void survey(const Session& session, const std::vector<FileGroup>& groups,
             const std::function<void(GroupReport)>& handle);

@@ -3,7 +3,7 @@
 #include <string>
 
 // Short-lived files of a command, in the system's temporary directory and for this user alone. Both
-// classes throw std::system_error when nothing can be made.
+// constructors throw std::system_error on failure.
 
 class TemporaryFile {
  public:
@@ -18,7 +18,7 @@ class TemporaryFile {
   std::string path_;
 };
 
-// Removed with everything in it.
+// The destructor removes it with everything in it.
 class TemporaryDirectory {
  public:
   TemporaryDirectory();

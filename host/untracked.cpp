@@ -14,12 +14,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The client's own.
+// The client's own default.
 constexpr char defaultPatterns[] =
     ". .. RCS SCCS CVS CVS.adm RCSLOG cvslog.* tags TAGS .make.state .nse_depinfo *~ #* .#* ,* _$* "
     "*$ *.old *.bak *.BAK *.orig *.rej .del-* *.a *.olb *.o *.obj *.so *.exe *.Z *.elc *.ln core";
 
-// A pattern "!" takes all before it back.
+// A pattern "!" cancels all patterns before it.
 void addPatterns(std::istream& words, std::vector<std::string>& patterns) {
   for (std::string word; words >> word;) {
     if (word == "!") {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-// The names in a working-copy directory that its CVS/Entries does not hold, by name, less those
-// that the client ignores: by its own default, by CVSIGNORE, or by a .cvsignore there or in the
-// home directory. What the repository's CVSROOT/cvsignore says is not known here.
+// The sorted names in a working-copy directory that are neither in its CVS/Entries nor ignored by
+// the client: by its own default, by CVSIGNORE, or by a .cvsignore there or in the home directory.
+// The repository's CVSROOT/cvsignore is not known here.
 std::vector<std::string> findUntracked(const std::string& directory);

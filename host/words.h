@@ -7,7 +7,7 @@
 // The words of a script's line.
 struct Word {
   std::string text;
-  bool quoted;  // in part at least
+  bool quoted;  // at least in part
 };
 using Words = std::vector<Word>;
 
@@ -16,6 +16,6 @@ using Words = std::vector<Word>;
 // begins a word. None when a quote or an escape is not finished.
 std::optional<Words> splitWords(const std::string& line);
 
-// A word for a text, in double quotes, on one line and unmistakable whatever it holds. Null for a
-// null pointer.
+// Writes a text as one word: in double quotes, on one line, with escapes for special characters.
+// A null pointer gives a bare null.
 std::string quoteWord(const char* text);

@@ -48,7 +48,7 @@ bool hasDirectoryLine(std::istream& lines) {
   return false;
 }
 
-// Gathers the files of findFiles, none of them twice.
+// Gathers the files of findFiles, each once.
 class Finder {
  public:
   explicit Finder(const std::string& workingCopy) : workingCopy_(workingCopy) {}
@@ -118,7 +118,7 @@ class Finder {
 
   const std::string& workingCopy_;
   std::vector<FileGroup> groups_;
-  std::map<std::string, std::size_t> partial_;  // which group has single files of a directory
+  std::map<std::string, std::size_t> partial_;  // the group for single files of a directory
   std::set<std::string> files_, directories_;   // that are in a group
   std::map<std::string, std::optional<Entries>> entries_;  // by directory
 };
@@ -250,8 +250,8 @@ std::optional<std::string> relativePath(const std::string& workingCopy, const st
   if (!given.is_absolute()) {
     return relativeTo(fs::absolute(workingCopy).lexically_normal() / "", given);
   }
-  // Either may be written by way of symbolic links, the path's last name excepted: it may be one
-  // that stands in the working copy, unless it is the way to it.
+  // Both may lead through symbolic links. The path's last name is not resolved at first: it may be
+  // a link inside the working copy. It is resolved when the path leads outside otherwise.
   std::error_code ignored;
   const fs::path root = fs::canonical(workingCopy, ignored) / "";
   const auto relative =

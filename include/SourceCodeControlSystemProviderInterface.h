@@ -12,12 +12,12 @@
 //   Results    true (or a count) for success, false (or 0) for failure. After a failure
 //              getLastErrorCommand() and getLastError() tell what the client said. A failure that
 //              runs no client leaves the two alone: an argument that is refused, a directory that
-//              is no working copy, a destination that cannot be written. There is one exception,
-//              which getLastErrorCommand() tells.
-//   Null       A null pointer where none is provided for makes the call fail and changes nothing.
-//   Strings    What the host passes in is copied first, so that it may be a string of the
-//              provider's. What the provider hands out is borrowed: the host frees nothing, and
-//              each operation says how long the characters last. All of them end with the provider.
+//              is no working copy, a destination that cannot be written. getLastErrorCommand()
+//              describes the one exception.
+//   Null       A null pointer makes the call fail and changes nothing, unless said otherwise.
+//   Strings    The provider first copies the strings that the host passes in: they may be its
+//              own. The strings that it hands out are borrowed: the host frees nothing, and each
+//              operation says how long they last. All of them end with the provider.
 //   Memory     Running out of it raises std::bad_alloc. What the client did until then stays done,
 //              and the provider can be used as before. A provider is allocated and freed on the
 //              library's side, by the two functions below and by nothing else.
@@ -52,10 +52,10 @@ class SourceCodeControlSystemProviderInterface {
   // Ties the provider to an existing working copy, stored exactly as passed, and learns the
   // repository directory it mirrors. False, changing nothing, for a directory that is none.
   virtual bool setRoots(const char* local) = 0;
-  // Makes "/" followed by the absolute path `local` the working-copy root and, unless it already is
-  // a working copy, checks the top level of the repository directory `remote` out there; false when
-  // that fails, with the root already changed. Leaves the remote root alone: a host that wants it
-  // follows with the form above.
+  // Makes "/" followed by the absolute path `local` the working-copy root. Checks the top level of
+  // the repository directory `remote` out there, unless it already is a working copy; false when
+  // that fails, and the root has changed all the same. Leaves the remote root alone: a host that
+  // wants it calls the form above next.
   virtual bool setRoots(const char* local, const char* remote) = 0;
   // The working-copy root; empty before setRoots. Lasts until the next setRoots.
   virtual const char* getLocalRoot() = 0;
@@ -95,7 +95,7 @@ class SourceCodeControlSystemProviderInterface {
   // directory that becomes controlled is forgotten.
   virtual bool addFile(const char* file, const char* comment) = 0;
   // Reads the status of one file again if its directory is cached. True even when that fails. A
-  // status that the table above does not hold, as after a conflict, leaves the cached one standing.
+  // status that is not in the table above, as after a conflict, leaves the cached one unchanged.
   virtual bool saved(const char* path) = 0;
   // Updates one file from the repository, or joins the open batch. With `keepChanges` the
   // repository's changes are merged into the file; without, local changes are replaced.
@@ -104,11 +104,11 @@ class SourceCodeControlSystemProviderInterface {
   // would use it. False when the client fails, leaving the destination alone, or when it cannot be
   // written whole.
   virtual bool getTo(const char* file, const char* revision, const char* destination) = 0;
-  // Announces that a file is being edited; with `clean`, one whose status is modified is first
+  // Announces that a file is being edited. With `clean`, a file whose status is modified is first
   // replaced by the repository's. The second argument is not read.
   virtual bool checkout(const char* file, const char* unused, bool clean) = 0;
-  // Withdraws that announcement; what was changed in the file since is lost. With `revert`, the
-  // file is then replaced by the repository's.
+  // Withdraws that announcement; changes made to the file since are lost. With `revert`, the file
+  // is then replaced by the repository's.
   virtual bool undoCheckout(const char* file, bool revert) = 0;
   // Commits one file, or joins the open batch. A null comment becomes "no comment"; so does an
   // empty one outside a batch.
@@ -131,9 +131,9 @@ class SourceCodeControlSystemProviderInterface {
   virtual bool createDirectory(const char* parent, const char* name) = 0;
 
   // The client command that last failed or wrote to its standard error, and what it wrote there,
-  // lines joined by "\n"; "import" and nothing when createDirectory has no temporary directory.
-  // Empty, never null, before the first; later success clears neither. Both last until the next
-  // such command.
+  // lines joined by "\n". When createDirectory cannot make a temporary directory: "import", and no
+  // text. Empty, never null, before the first such command; later success clears neither. Both last
+  // until the next such command.
   virtual const char* getLastErrorCommand() = 0;
   virtual const char* getLastError() = 0;
 

@@ -46,5 +46,5 @@ _scchost() {
     *) [ -n "$command" ] || mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word") ;;
   esac
 }
-# Without an answer of its own it completes names of files.
+# Where it offers nothing, bash completes file names.
 complete -o bashdefault -o default -F _scchost scchost

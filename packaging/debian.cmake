@@ -1,4 +1,4 @@
-# Before a Debian package is made: brings what is installed into the form that the distribution wants.
+# Runs before a Debian package is made and brings the installed files into the distribution's form.
 if(NOT CPACK_GENERATOR STREQUAL DEB)
   return()
 endif()

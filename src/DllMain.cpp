@@ -5,7 +5,7 @@
 
 #define EXPORTED __attribute__((visibility("default")))
 
-// No exception leaves the allocation function: memory for the object is all it can run out of.
+// No exception leaves the allocation function: only the allocation of the object can fail.
 static_assert(std::is_nothrow_default_constructible_v<CVSInterface>);
 
 extern "C" EXPORTED SourceCodeControlSystemProviderInterface*

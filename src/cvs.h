@@ -34,16 +34,16 @@ std::string_view takeToken(std::string_view& text, std::string_view delimiters);
 void splitString(const char* text, const char* delimiters, std::vector<std::string>& out);
 
 // Copies a string that the host passes; a null pointer gives nothing. Every operation copies its
-// strings before it does anything else: one may be the provider's own, which changes on the way.
+// strings before it does anything else: the operation may change one that is the provider's own.
 std::optional<std::string> copyOf(const char* argument);
 
 // Whether the administrative file of a working-copy directory can be read.
 bool isWorkingCopy(const std::string& directory);
 
-// The provider. It holds what the host told it, the status it has read and the batch it gathers;
-// every operation that needs the repository runs one or more commands of the external client, one
-// at a time, and nothing stays open between two calls. The operations are described where the
-// host meets them, in SourceCodeControlSystemProviderInterface.
+// The provider. It holds the host's settings, the status it has read and the pending batch. An
+// operation that needs the repository runs one or more commands of the external client, one at a
+// time. Nothing stays open between two calls. SourceCodeControlSystemProviderInterface describes
+// the operations.
 class CVSInterface : public SourceCodeControlSystemProviderInterface {
  public:
   CVSInterface() = default;
@@ -104,11 +104,11 @@ class CVSInterface : public SourceCodeControlSystemProviderInterface {
   // directory is dropped from it.
   CVSFileStatus* getFileStatus(const std::string& path);
 
-  // Stores a record for every file whose status the output of "status" tells. Always true.
+  // Stores a record for every file whose status the output of "status" holds. Always true.
   bool parseStatusOutput(FileStatusMap* statusMap, const std::vector<std::string>& lines);
 
-  // Marks the records of the files that the output of "editors" names. `directory` is where the
-  // client ran, and is not read.
+  // Marks the records of the files that the output of "editors" names. `directory`, in which the
+  // client ran, is not read.
   void parseEditorsOutput(const std::string& directory, FileStatusMap* statusMap,
                           const std::vector<std::string>& lines);
 

@@ -22,12 +22,12 @@ bool CVSInterface::joinMulti(const std::string& command, const std::vector<std::
     multiFiles.push_back(file);
     return true;
   }
-  // Where a login has cut a batch off, its options are still there: an update drops them.
+  // A login that cut a batch off has left its options: an update drops them, a commit adds to them.
   std::string newCommand = command;
   std::vector<std::string> newOptions;
   if (command != "update") newOptions = multiOptions;
   newOptions.insert(newOptions.end(), options.begin(), options.end());
-  multiFiles.push_back(file);  // the last step that memory can run out in
+  multiFiles.push_back(file);  // the last step that can run out of memory
   multiCommand.swap(newCommand);
   multiOptions.swap(newOptions);
   return true;
@@ -53,7 +53,7 @@ bool CVSInterface::postMulti() {
   if (executeCVSCommand(multiCommand, {}, multiOptions, localRoot, multiFiles, output) != 0) {
     return false;
   }
-  // The command has run: the batch closes even when memory runs out in reading the status.
+  // The command has run: the batch closes even if reading the status runs out of memory.
   const auto close = [](CVSInterface* provider) { provider->closeMulti(); };
   const std::unique_ptr<CVSInterface, decltype(close)> closing(this, close);
   for (const auto& file : multiFiles) saved(file.c_str());
@@ -63,7 +63,7 @@ bool CVSInterface::postMulti() {
 bool CVSInterface::checkin(const char* file, const char* comment) {
   const auto path = copyOf(file), message = copyOf(comment);
   if (!path) return false;
-  // In a batch an empty comment stays empty, where elsewhere it counts as none.
+  // An empty comment stays empty in a batch; elsewhere it counts as none.
   if (inMulti) return joinMulti("commit", {"-m", message.value_or(noComment)}, *path);
   return runOnFile("commit", {"-m", messageOf(message)}, *path) && saved(path->c_str());
 }

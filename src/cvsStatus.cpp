@@ -34,8 +34,8 @@ const StatusKind* findStatusKind(std::string_view region) {
   return nullptr;
 }
 
-// The name between the two labels of a block's first line, verbatim: the client pads it with
-// blanks, and puts "no file" before the name of a file that is missing here.
+// The name between the two labels of a block's first line, without the blanks that pad it. The
+// client puts "no file" before the name of a file that is missing here; those words stay.
 std::string_view cutFileName(std::string_view line, std::size_t file, std::size_t status) {
   const std::size_t start = file + fileLabel.size() + 1;
   if (start >= status) return {};
@@ -44,7 +44,7 @@ std::string_view cutFileName(std::string_view line, std::size_t file, std::size_
                                            : line.substr(start, last + 1 - start);
 }
 
-// The first word after a label; `revision` stays as it was when the line does not hold the label.
+// Reads the first word after a label. `revision` stays as it was when the line lacks the label.
 void readRevision(std::string_view line, std::string_view label, std::string& revision) {
   const std::size_t found = line.find(label);
   if (found == line.npos) return;
@@ -52,7 +52,7 @@ void readRevision(std::string_view line, std::string_view label, std::string& re
   revision = rest.substr(0, rest.find_first_of(" \t\n\v\f\r"));
 }
 
-// The first line of a block: a file, and its status; a null status where the line is none.
+// The first line of a block: a file and its status. The status is null unless it is a known one.
 struct Heading {
   std::string_view name;
   const StatusKind* status;
@@ -81,7 +81,7 @@ void readBlock(Iterator line, const StatusKind& status, CVSFileStatus& record) {
   readRevision(*line, repositoryRevisionLabel, record.repositoryRevision);
 }
 
-// Reads `count` lines from `line` on. They stay where they are, strings or not: there may be very
+// Reads `count` lines from `line` on, of either string type. They are not copied: there may be very
 // many.
 template <typename Iterator>
 void parseStatusLines(FileStatusMap& statusMap, Iterator line, std::size_t count) {
@@ -90,8 +90,8 @@ void parseStatusLines(FileStatusMap& statusMap, Iterator line, std::size_t count
     const auto [name, status] = readHeading(*line);
     if (status != nullptr) {
       readBlock(line, *status, record);
-      // The client sorts the names. The record moves there, so that memory can run out before the
-      // change but not during it.
+      // The client sorts the names, so the end is the place. The copied record is moved in: memory
+      // can run out before the change but not during it.
       statusMap.insert_or_assign(statusMap.end(), std::string(name), CVSFileStatus(record));
     }
     const std::size_t step = status == nullptr ? 1 : std::min(blockLines, count);
@@ -110,7 +110,7 @@ bool CVSInterface::parseStatusOutput(FileStatusMap* statusMap,
 
 void CVSInterface::parseEditorsOutput(const std::string&, FileStatusMap* statusMap,
                                       const std::vector<std::string>& lines) {
-  constexpr std::size_t editorFields = 5;  // further editors of a file lack the first, its name
+  constexpr std::size_t editorFields = 5;  // a line about a further editor lacks the name
   for (const auto& line : lines) {
     std::string_view rest = line;
     const auto found = statusMap->find(takeToken(rest, "\t"));
@@ -128,7 +128,7 @@ std::string CVSInterface::getLocalDirectory(const std::string& path, std::string
   }
   fileName.assign(path, slash + 1, path.npos);
   std::string directory;
-  directory.reserve(localRoot.size() + 1 + slash);  // every answer from the cache comes by here
+  directory.reserve(localRoot.size() + 1 + slash);  // every answer from the cache runs this
   directory.append(localRoot).append(1, '/').append(path, 0, slash);
   return directory;
 }
@@ -147,7 +147,7 @@ CVSFileStatus* CVSInterface::getFileStatus(const std::string& path) {
 FileStatusMap* CVSInterface::readDirectory(const std::string& directory) {
   auto statusMap = std::make_unique<FileStatusMap>();
   {
-    Process process;  // there may be very many lines: they are parsed where they are
+    Process process;  // owns the lines: they are not copied, as there may be very many
     if (runCVSCommand(process, "status", {}, {"-l"}, directory, {}) != 0) return nullptr;
     parseStatusLines(*statusMap, process.outputLines.begin(), process.outputLines.size());
   }

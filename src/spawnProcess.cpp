@@ -19,7 +19,7 @@
 namespace {
 
 constexpr int failed = -1;
-constexpr int failedExitStatus = 255;  // what the parent of a child that could not start sees
+constexpr int failedExitStatus = 255;  // of a child that could not start the program
 constexpr std::size_t readSize = 1024;
 constexpr int pollMilliseconds = 100;
 constexpr short hungUp = POLLERR | POLLHUP | POLLNVAL;
@@ -133,8 +133,8 @@ std::unique_ptr<char[]> bufferListToStringList(BufferList& chunks, std::list<con
   return joined;
 }
 
-// Collects both streams until the output hangs up. An error stream that ends earlier ends nothing,
-// and nobody waits for one that a grandchild holds open.
+// Collects both streams until the output hangs up. The error stream may end earlier. It may also
+// stay open later, in a grandchild: nobody waits for that.
 void collect(int output, int errors, BufferList& outputChunks, BufferList& errorChunks) {
   constexpr int passReads = 64;    // per pass, so that neither stream waits long for the other
   constexpr int pipeReads = 1024;  // at the end: more than a pipe holds
@@ -146,7 +146,7 @@ void collect(int output, int errors, BufferList& outputChunks, BufferList& error
     if (streams[1].revents & POLLIN) {
       readWhatIsReady(errors, errorChunks, passReads);
     } else if (streams[1].revents & hungUp) {
-      streams[1].fd = -1;  // poll would report it at once, again and again
+      streams[1].fd = -1;  // poll would return at once, again and again
     }
     open = (streams[0].revents & hungUp) == 0;
   }
@@ -182,8 +182,7 @@ class HeldSignals {
 };
 
 // Removes the host's signal handlers. Restores SIGCHLD and SIGPIPE, which the host may ignore or
-// block: a shell waits for ever where SIGCHLD is blocked. Then lets the other signals in as they
-// were.
+// block: a shell waits for ever where SIGCHLD is blocked. Blocks the other signals as the host did.
 void restoreSignals(sigset_t mask) {
   for (int number = 1; number < NSIG; ++number) {
     struct sigaction action;
@@ -211,8 +210,8 @@ void restoreSignals(sigset_t mask) {
   _exit(failedExitStatus);
 }
 
-// Starts a child on the program, which blocks the signals in `mask` but for SIGCHLD and SIGPIPE;
-// returns its process id, or -1.
+// Starts a child that becomes the program. It blocks the signals in `mask`, except SIGCHLD and
+// SIGPIPE. Returns its process id, or -1.
 //
 // vfork copies nothing, while fork copies the page tables, which takes longer than a command where
 // the host is large. Until the program has started this thread stands still and the child uses its
@@ -228,7 +227,7 @@ pid_t startProgram(char* const* arguments, const char* directory, int output, in
   // NOLINTEND(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
 }
 
-// Owns a child, or none (-1), and reaps it: at the latest when this object goes.
+// Owns a child, or none (-1), and reaps it in the destructor at the latest.
 class Child {
  public:
   Child() = default;
@@ -259,7 +258,7 @@ class Child {
   // Leaves a child that still runs to the host.
   void release() { id_ = -1; }
 
-  // Nothing before the end, after an end by a signal, and when somebody else has reaped the child.
+  // None while the child runs, when a signal ended it, and when somebody else has reaped it.
   std::optional<int> exitStatus() const { return exitStatus_; }
 
  private:
@@ -267,8 +266,8 @@ class Child {
   std::optional<int> exitStatus_;
 };
 
-// Reads and drops the error stream, on which a full pipe would block the child, until everybody has
-// closed it or the child has ended.
+// Reads and drops the error stream until everybody has closed it or the child has ended: a full
+// pipe would block the child.
 void dropErrors(Child& child, Descriptor& errors) {
   pollfd stream = {errors.get(), POLLIN, 0};
   int milliseconds = 1;  // short at first: mostly the child has ended, or is about to
@@ -312,7 +311,7 @@ int Process::run(std::list<const char*> argv, bool wait, const char* directory, 
   if (argv.empty()) return failed;
   // A host that reaps every child on SIGCHLD would take the end of this one away.
   const HeldSignals held(childSignal());
-  Child child;  // waited for after the pipes are closed, on which it could block for ever
+  Child child;  // destroyed after the pipes are closed: the child could block on them
   const bool capturing = captureOutput && captureErrors;
   Pipe output, errors;
   if (capturing && !(output.open() && errors.open())) return failed;

@@ -228,7 +228,7 @@ class Run {
   // Returns the exit status. A batch that is still open is dropped with the provider.
   int finish() const {
     if (isBatchOpen_)
-      complain("the batch that preMulti opened was never run to its end: postMulti");
+      complain("the batch that preMulti opened was never run to its end by postMulti");
     return succeeded_ && !isBatchOpen_ ? exitSuccess : exitFailure;
   }
 

@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "report.h"
+#include "console.h"
+#include "words.h"
 
 namespace {
 
@@ -21,10 +22,13 @@ struct Option {
   void (*store)(CommandLine& line, const char* value);
 };
 
+constexpr unsigned long mostJobs = 1000;
+
 void storeJobs(CommandLine& line, const char* value) {
-  // Anything but a number becomes zero, which is refused.
+  // Anything but a number becomes one that is refused.
   const bool isNumber = std::string(value).find_first_not_of("0123456789") == std::string::npos;
-  line.jobs = isNumber ? static_cast<unsigned>(std::strtoul(value, nullptr, 10)) : 0;
+  line.jobs = isNumber ? std::strtoul(value, nullptr, 10) : 0;
+  if (line.jobs == 0) line.jobs = mostJobs + 1;
 }
 
 constexpr Option options[] = {
@@ -46,24 +50,22 @@ constexpr Option options[] = {
      storeJobs},
     {0, "changed", nullptr, " status ", "Leave out what is up to date and not edited",
      [](CommandLine& line, const char*) { line.changed = true; }},
-    {0, "untracked", nullptr, " status ", "Also list what is not under control, as ?",
+    {0, "untracked", nullptr, " status ", "Also list what is not under version control, as ?",
      [](CommandLine& line, const char*) { line.untracked = true; }},
     {'m', "message", "TEXT", " add commit ", "The log message; else \"no comment\"",
      [](CommandLine& line, const char* value) { line.message = value; }},
-    {0, "clean", nullptr, " update edit ", "Local changes give way to what the repository has",
+    {0, "clean", nullptr, " update edit ", "Discard local changes",
      [](CommandLine& line, const char*) { line.clean = true; }},
-    {0, "revert", nullptr, " unedit ", "Take changes back, to what the repository has",
+    {0, "revert", nullptr, " unedit ", "Discard changes: replace the file by the repository's",
      [](CommandLine& line, const char*) { line.revert = true; }},
     {'r', "revision", "REVISION", " cat ", "Revision or tag; else HEAD",
      [](CommandLine& line, const char* value) { line.revision = value; }},
     {'o', "output", "FILE", " cat ", "The file to write, seen from here; else the standard output",
      [](CommandLine& line, const char* value) { line.output = value; }},
-    {0, "force", nullptr, " cat ", "Fetch a binary file, although it comes as lines of text",
+    {0, "force", nullptr, " add cat ", "Take a binary file, although it is handled as text",
      [](CommandLine& line, const char*) { line.force = true; }},
     {'d', "directories", nullptr, " ls ", "List the directories instead of the files",
      [](CommandLine& line, const char*) { line.directories = true; }},
-    {'u', "user", "NAME", " mkdir ", "Vendor tag of the import behind it; else the login name",
-     [](CommandLine& line, const char* value) { line.user = value; }},
 };
 
 int keyOf(const Option& option) {
@@ -77,26 +79,28 @@ bool takes(const std::string& command, const Option& option) {
 
 // State of the parser.
 struct Reading {
-  const std::vector<CommandHelp>& commands;
+  const std::vector<Command>& commands;
   CommandLine line;
+  std::string name;  // of the command
   std::vector<const Option*> taken;
 };
 
-// Reports bad usage and ends the program.
-void checkUsage(const Reading& reading, const argp_state* state) {
-  const CommandLine& line = reading.line;
+// Finds the command and checks what was given to it. Reports bad usage and ends the program.
+void checkUsage(Reading& reading, const argp_state* state) {
+  CommandLine& line = reading.line;
   const auto command =
       std::find_if(reading.commands.begin(), reading.commands.end(),
-                   [&](const CommandHelp& known) { return line.command == known.name; });
+                   [&](const Command& known) { return reading.name == known.name; });
   if (command == reading.commands.end()) {
-    argp_error(state, "there is no command %s", printable(line.command).c_str());
+    argp_error(state, "there is no command %s", shown(reading.name).c_str());
     return;
   }
+  line.command = &*command;
   for (const auto* option : reading.taken) {
-    if (!takes(line.command, *option)) {
+    if (!takes(reading.name, *option)) {
       argp_error(state, "%s has no option --%s", command->name, option->name);
-    } else if (option->letter == 'j' && (line.jobs < 1 || line.jobs > 1000)) {
-      argp_error(state, "--jobs needs a number from 1 to 1000");
+    } else if (line.jobs > mostJobs) {
+      argp_error(state, "--jobs needs a number from 1 to %lu", mostJobs);
     }
   }
   const std::size_t count = line.arguments.size();
@@ -120,11 +124,11 @@ error_t readWord(int key, char* value, argp_state* state) {
     option->store(reading.line, value);
     reading.taken.push_back(option);
   } else if (key == ARGP_KEY_ARG && state->arg_num == 0) {
-    reading.line.command = value;
+    reading.name = value;
   } else if (key == ARGP_KEY_ARG) {
     reading.line.arguments.emplace_back(value);
   } else if (key == ARGP_KEY_NO_ARGS) {
-    argp_error(state, "which command?");
+    argp_error(state, "no command given");
   } else if (key == ARGP_KEY_SUCCESS) {
     checkUsage(reading, state);
   } else {
@@ -133,7 +137,7 @@ error_t readWord(int key, char* value, argp_state* state) {
   return 0;
 }
 
-std::string describeCommands(const std::vector<CommandHelp>& commands) {
+std::string describeCommands(const std::vector<Command>& commands) {
   std::string text = "Version control through a source-code-control provider.\n\n";
   for (const auto& command : commands) {
     std::string left = std::string("  ") + command.name + ' ' + command.arguments;
@@ -167,7 +171,7 @@ std::vector<argp_option> describeOptions(std::vector<std::string>& texts) {
 
 }  // namespace
 
-CommandLine readCommandLine(int count, char** words, const std::vector<CommandHelp>& commands) {
+CommandLine readCommandLine(int count, char** words, const std::vector<Command>& commands) {
   argp_program_version = SCCHOST_VERSION;
   argp_err_exit_status = exitUsage;
   std::vector<std::string> texts;
@@ -175,7 +179,7 @@ CommandLine readCommandLine(int count, char** words, const std::vector<CommandHe
   const std::string help = describeCommands(commands);
   const argp parser = {described.data(), readWord, "COMMAND [ARGUMENT...]", help.c_str(), nullptr,
                        nullptr,          nullptr};
-  Reading reading = {commands, {}, {}};
+  Reading reading = {commands, {}, {}, {}};
   argp_parse(&parser, count, words, ARGP_IN_ORDER, nullptr, &reading);
   return reading.line;
 }

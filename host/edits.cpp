@@ -1,124 +1,169 @@
 #include <algorithm>
-#include <fstream>
-#include <iterator>
-#include <optional>
 
-#include "batch.h"
+#include "changes.h"
 #include "commands.h"
-#include "conflicts.h"
-#include "report.h"
+#include "console.h"
+#include "files.h"
+#include "kept.h"
+#include "operations.h"
 
 namespace {
 
-// The paths, with each directory replaced by the files below it. None, reported, when the files of
-// a directory are not known.
-std::optional<Paths> expand(const Session& session, const Paths& paths) {
-  Paths files;
-  for (const auto& group : findFiles(session.directory, paths)) {
-    if (group.state != FileGroup::State::readable) {
-      complain("what is in " + group.directory + " is not known");
-      return std::nullopt;
-    }
-    for (const auto& file : group.files) files.push_back(file.path);
-  }
-  return files;
-}
-
-// Whether no file loses changes; reports why not. The client always takes back what was changed
-// since the edit was announced, so every file that is here has to be known to be unmodified.
-bool canLoseNothing(const Session& session, const Paths& paths) {
-  std::string reason;
-  survey(session, findFiles(session.directory, paths), [&](const GroupReport& group) {
-    if (!reason.empty()) return;
-    if (!group.trouble.empty() && isHere(session.directory, group.directory)) {
-      reason = "what is in " + group.directory + " is not known";
-    }
+// The copies that the client has made of files being edited. A new announcement renews them.
+Snapshots takeSnapshotsOfCopies(const Session& session, const std::vector<FileGroup>& groups) {
+  Snapshots copies;
+  for (const auto& group : groups) {
     for (const auto& file : group.files) {
-      const std::string& path = file.file.path;
-      const bool isKnown = file.isToldByProvider();
-      const bool isSafe = isKnown ? !file.state.modified : !isHere(session.directory, path);
-      if (isSafe) continue;
-      reason = path + (isKnown ? " is modified" : " is not known to be unmodified");
-      if (!file.trouble.empty()) complain(path + ": " + file.trouble);
-      return;
+      copies[file.path] = takeSnapshot(session.directory, {baseCopyOf(file.path), std::nullopt});
+      copies[file.path].file = file;
     }
-  });
-  if (reason.empty()) return true;
-  complain(reason + ", and unedit takes changes back: commit first, or say --revert");
-  return false;
-}
-
-std::string readBytes(const Session& session, const std::string& path) {
-  if (!isRegularFile(session.directory, path)) return "";
-  std::ifstream file(session.directory + '/' + path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// The contents of the files that are being edited: the client replaces them, changed or not.
-using EditedBytes = std::map<std::string, std::string>;
-EditedBytes readEdited(const Session& session, const Snapshots& files) {
-  EditedBytes bytes;
-  for (const auto& [path, file] : files) {
-    if (file.edited) bytes[path] = readBytes(session, path);
   }
-  return bytes;
+  return copies;
 }
 
-}  // namespace
+bool announce(Job& job, const std::string& path, bool clean) {
+  return runOn(job, path, "edit",
+               [&](const char* file) { return job.provider->checkout(file, nullptr, clean); });
+}
 
-int editFiles(Provider& provider, const Session& session, const Paths& paths, bool clean) {
-  // The provider cleans single files only, not those of a directory.
-  const auto asked = clean ? expand(session, paths) : paths;
-  if (!asked.has_value()) return exitFailure;
+bool fetch(Job& job, const std::string& path, bool keepChanges) {
+  return runOn(job, path, "update",
+               [&](const char* file) { return job.provider->getFile(file, keepChanges); });
+}
+
+// Whether the files of a directory are known; if not, that is reported.
+bool isReadable(const FileGroup& group) {
+  if (group.state == FileGroup::State::missing) {
+    complain(shown(group.directory) + " is a missing directory; cvs update -d restores it");
+  } else if (group.state == FileGroup::State::unreadable) {
+    complain("cannot tell what is in " + shown(group.directory));
+  }
+  return group.state == FileGroup::State::readable;
+}
+
+// Replaces a file by the repository's and announces an edit. Returns whether that succeeded.
+bool editClean(Job& job, const VersionedFile& file) {
+  const FileSnapshot before = takeSnapshot(job.session.directory, file);
+  const FileState state = askStatus(job.provider.object(), file.path.c_str());
+  const bool isTold = state.known && (state.statusText != "missing" || !before.here);
+  if (!isTold && !before.hasOpenConflict) {
+    complain(shown(file.path) + " cannot be replaced: the provider tells no state of it");
+    return false;
+  }
+  KeptFiles kept(job.session.directory);
+  kept.keepBackup(file.path, file.revision());
+  // The client would not replace it, and the provider would not ask it to.
+  if (before.hasOpenConflict) kept.keep(file.path, file.revision());
+  const bool isFetched = !before.hasOpenConflict || fetch(job, file.path, false);
+  const bool succeeded = isFetched && announce(job, file.path, !before.hasOpenConflict);
+  kept.end(succeeded);
+  const std::string where = kept.describe(file.path, file.revision());
+  if (succeeded || !where.empty()) {
+    say((succeeded ? "editing " : "reverted ") + shown(file.path) + where);
+  }
+  return succeeded;
+}
+
+int editAllClean(Job& job) {
   int status = exitSuccess;
-  Paths done;
-  {
-    const TouchedConflicts touched(session.directory,
-                                   clean ? takeSnapshots(session.directory, *asked) : Snapshots());
-    for (const auto& path : *asked) {
-      const bool succeeded = runOn(provider, path, "edit", [&](const char* file) {
-        return provider->checkout(file, nullptr, clean);
-      });
-      if (succeeded) done.push_back(path);
-      if (!succeeded) status = exitFailure;
+  for (const auto& group : findOwnFiles(job)) {
+    if (!isReadable(group)) status = exitFailure;
+    for (const auto& file : group.files) {
+      if (!editClean(job, file)) status = exitFailure;
     }
-  }
-  for (const auto& [path, file] : takeSnapshots(session.directory, done)) {
-    if (file.edited) say("editing " + path);
   }
   return status;
 }
 
-int uneditFiles(Provider& provider, const Session& session, const Paths& paths, bool revert) {
-  if (!revert && !canLoseNothing(session, paths)) return exitFailure;
-  // Never pass a directory: the client may find more files below it than were checked.
-  const auto asked = expand(session, paths);
-  if (!asked.has_value()) return exitFailure;
-  const Snapshots before = takeSnapshots(session.directory, *asked);
-  const EditedBytes bytes = readEdited(session, before);
+// Whether unedit would put back just what is there.
+bool isUnchanged(const std::string& file) {
+  return !readBaseRevision(file).empty() && haveSameBytes(file, baseCopyOf(file));
+}
+
+// Why the edit of a file is not withdrawn, with the ways out.
+std::string describeRefusal(const VersionedFile& file, const std::string& baseRevision) {
+  std::string reason = " has changed since its edit was announced, and unedit would discard that";
+  if (baseRevision.empty()) reason = " cannot be compared with the copy from its edit";
+  if (!baseRevision.empty() && baseRevision != file.revision()) {
+    reason = " was updated since its edit was announced, and unedit would put revision " +
+             baseRevision + " back";
+  }
+  return shown(file.path) + reason +
+         ": commit it; or edit it again and then unedit it, which keeps the text; or pass --revert";
+}
+
+// Withdraws the edit of one file. The client puts the copy from the time of the edit back, so what
+// has to survive is looked at right before.
+int withdraw(Job& job, const VersionedFile& file) {
+  const std::string& path = file.path;
+  const std::string place = job.session.pathOf(path);
+  const std::string baseRevision = readBaseRevision(place);
+  const FileSnapshot before = takeSnapshot(job.session.directory, file);
+  const bool isSafe = !before.here || isUnchanged(place);
+  if (!isSafe && !job.line.revert) {
+    complain(describeRefusal(file, baseRevision));
+    return exitFailure;
+  }
+  KeptFiles kept(job.session.directory);
+  kept.keepBackup(path, baseRevision);
+  if (!isSafe || (before.hasOpenConflict && job.line.revert)) kept.keep(path, file.revision());
+  // The client fails for a file that is not here.
+  if (!isHere(place) && !fetch(job, path, !job.line.revert)) return exitFailure;
+  if (!isHere(place)) {
+    complain(shown(path) + " is being edited, but is not here, and update does not bring it back");
+    return exitFailure;
+  }
+  const bool needsNewCopy = !job.line.revert && !isUnchanged(place);
+  const bool succeeded = (!needsNewCopy || announce(job, path, false)) &&
+                         runOn(job, path, "unedit", [&](const char* name) {
+                           return job.provider->undoCheckout(name, job.line.revert);
+                         });
+  kept.end(succeeded);
+  const std::string where = kept.describe(path, baseRevision);
+  if (succeeded || !where.empty()) {
+    say((where.empty() ? "released " : "reverted ") + shown(path) + where);
+  }
+  return succeeded ? exitSuccess : exitFailure;
+}
+
+}  // namespace
+
+int editFiles(Job& job) {
+  if (job.line.clean) return editAllClean(job);
+  const auto groups = findFiles(job.session.directory, job.paths);
+  if (reachesForeign(groups, job)) return exitFailure;
+  const Snapshots before = takeSnapshotsOfCopies(job.session, groups);
   int status = exitSuccess;
-  for (const auto& entry : before) {
-    const std::string& path = entry.first;
-    const FileSnapshot& file = entry.second;
-    const bool isNamed = std::find(paths.begin(), paths.end(), path) != paths.end();
-    if (!file.edited && !isNamed) continue;
-    const bool succeeded = runOn(provider, path, "unedit", [&](const char* name) {
-      if (revert && file.hasOpenConflict) {
-        const TouchedConflicts touched(session.directory, {{path, file}});
-        if (!provider->getFile(name, false)) return false;
+  for (const auto& path : job.paths) {
+    if (!announce(job, path, false)) status = exitFailure;
+  }
+  const bool hasSaid =
+      sayChanges(before, takeSnapshotsOfCopies(job.session, groups),
+                 [](const FileSnapshot& old, const FileSnapshot& now) {
+                   return now.contents == old.contents ? "" : "editing " + shown(now.file.path);
+                 });
+  if (!hasSaid && status == exitSuccess) say("nothing to edit");
+  return status;
+}
+
+int uneditFiles(Job& job) {
+  int status = exitSuccess;
+  bool isAnyEdited = false;
+  for (const auto& group : findOwnFiles(job)) {
+    if (!isReadable(group)) status = exitFailure;
+    for (const auto& file : group.files) {
+      const bool isEdited = isHere(baseCopyOf(job.session.pathOf(file.path)));
+      isAnyEdited = isAnyEdited || isEdited;
+      const bool isNamed =
+          std::find(job.paths.begin(), job.paths.end(), file.path) != job.paths.end();
+      if (isEdited) {
+        status = std::max(status, withdraw(job, file));
+      } else if (isNamed) {
+        complain(shown(file.path) + " is not being edited");
+        status = exitFailure;
       }
-      return provider->undoCheckout(name, revert);
-    });
-    if (!succeeded) status = exitFailure;
-    const FileSnapshot now = takeSnapshot(session.directory, path);
-    const auto found = bytes.find(path);
-    const bool isSame = now.hasContentsOf(file) ||
-                        (found != bytes.end() && found->second == readBytes(session, path));
-    if (succeeded && !isSame) {
-      say("reverted " + path);
-    } else if (file.edited && !now.edited) {
-      say("released " + path);
     }
   }
+  if (!isAnyEdited && status == exitSuccess) say("nothing is being edited");
   return status;
 }

@@ -27,7 +27,3 @@ class LineReader {
 // take lines of a script. Returns the former standard input, or null if it was closed. Call it
 // once, before anything reads.
 std::FILE* takeStandardInput();
-
-// Reads a password. On a terminal it asks first and hides what is typed; the usual keys interrupt
-// it. Elsewhere it reads a line. None at the end of the input.
-std::optional<std::string> readPassword(LineReader& input, const std::string& prompt);

@@ -6,7 +6,7 @@
 
 #include <iostream>
 
-#include "report.h"
+#include "console.h"
 
 namespace {
 

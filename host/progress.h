@@ -30,3 +30,10 @@ class Progress {
 
 // Shows a client command that runs longer than two seconds: it may be waiting for a lock.
 Progress showWaiting(const std::string& command);
+
+// Runs an operation that waits for such a command, and returns its result.
+template <typename Operation>
+auto waitFor(const std::string& command, const Operation& operation) {
+  const Progress waiting = showWaiting(command);
+  return operation();
+}

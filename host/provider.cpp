@@ -2,9 +2,9 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <new>
-
-#include "report.h"
 
 namespace {
 
@@ -19,66 +19,59 @@ Interface* orThrow(Interface* provider) {
 
 std::string LastError::describe() const {
   if (command.empty()) return "the client said nothing";
-  if (text.empty()) return "cvs " + command + " left no word on its standard error";
+  if (text.empty()) return "cvs " + command + " printed nothing on standard error";
   return "cvs " + command + " said:\n" + text;
 }
 
-std::shared_ptr<const ProviderLibrary> ProviderLibrary::load(const std::string& file) {
+std::shared_ptr<const ProviderLibrary> ProviderLibrary::load(const std::string& file,
+                                                             std::string& error) {
   const std::shared_ptr<ProviderLibrary> loaded(new ProviderLibrary);
   loaded->library_ = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (loaded->library_ == nullptr) {
-    complain(std::string("cannot load the provider: ") + dlerror());
+    error = std::string("cannot load the provider: ") + dlerror();
     return nullptr;
   }
   loaded->allocate_ = reinterpret_cast<decltype(&AllocateSourceCodeControlSystemInterface)>(
       dlsym(loaded->library_, "AllocateSourceCodeControlSystemInterface"));
   loaded->release_ = reinterpret_cast<decltype(&ReleaseSourceCodeControlSystemInterface)>(
       dlsym(loaded->library_, "ReleaseSourceCodeControlSystemInterface"));
-  if (loaded->allocate_ == nullptr || loaded->release_ == nullptr) {
-    complain(file + " is no source-code-control provider");
-    return nullptr;
-  }
-  return loaded;
+  if (loaded->allocate_ != nullptr && loaded->release_ != nullptr) return loaded;
+  error = file + " is not a source-code-control provider";
+  return nullptr;
 }
 
 ProviderLibrary::~ProviderLibrary() {
   if (library_ != nullptr) dlclose(library_);
 }
 
-Provider::Provider(std::shared_ptr<const ProviderLibrary> library,
-                   const Configuration& configuration)
-    : library_(std::move(library)), provider_(orThrow(library_->allocate_())) {
-  configure(configuration);
+Provider::Provider(const Session& session)
+    : library_(session.library),
+      client_(session.configuration.client),
+      provider_(orThrow(library_->allocate_())) {
+  set("CVSExecutable", client_);
+  set("CVSRoot", session.configuration.root);
+  set("CVSEditSupported", session.configuration.edit ? "Yes" : "No");
+  set("CVSLoginRequired", session.configuration.login ? "Yes" : "No");
 }
 
 Provider::~Provider() {
   library_->release_(provider_);
 }
 
-void Provider::configure(const Configuration& configuration) {
-  const std::string group = "Environment/Source Code Control/";
-  const auto set = [&](const char* key, const std::string& value) {
-    provider_->setOption((group + key).c_str(), value.c_str());
-  };
-  set("CVSExecutable", configuration.client);
-  set("CVSRoot", configuration.root);
-  set("CVSEditSupported", configuration.edit ? "Yes" : "No");
-  set("CVSLoginRequired", configuration.login ? "Yes" : "No");
-}
-
-bool Provider::tie(const std::string& directory) {
-  if (provider_->setRoots(directory.c_str())) return true;
-  complain(directory + " is no working copy: it has no CVS/Repository that can be read");
-  return false;
+void Provider::set(const char* key, const std::string& value) {
+  provider_->setOption((std::string("Environment/Source Code Control/") + key).c_str(),
+                       value.c_str());
 }
 
 LastError Provider::lastError() {
   return {provider_->getLastErrorCommand(), provider_->getLastError()};
 }
 
-int Provider::fail(const std::string& operation) {
-  complain(operation + " failed; " + lastError().describe());
-  return exitFailure;
+void Provider::forgetLastError() {
+  // A client that cannot be started fails without words.
+  set("CVSExecutable", "");
+  provider_->iterateRemoteDirectory("", false);
+  set("CVSExecutable", client_);
 }
 
 FileState askStatus(Interface& provider, const char* path) {
@@ -90,6 +83,26 @@ FileState askStatus(Interface& provider, const char* path) {
   state.workingRevision = workingRevision;
   state.repositoryRevision = repositoryRevision;
   return state;
+}
+
+std::optional<Names> listRepository(Provider& provider, const std::string& directory,
+                                    bool directories) {
+  const int count = provider->iterateRemoteDirectory(directory.c_str(), directories);
+  if (hasListingFailed(provider.object(), count)) return std::nullopt;
+  Names names;
+  while (const char* name = provider->getRemoteDirectoryEntry()) names.emplace_back(name);
+  return names;
+}
+
+std::string remotePath(Provider& provider, const std::string& path) {
+  const std::string root = provider->getRemoteRoot();
+  return root == "." ? path : root + '/' + path;
+}
+
+bool isRemoteDirectory(Provider& provider, const std::string& path) {
+  const std::filesystem::path remote = remotePath(provider, path);
+  const Names names = listRepository(provider, remote.parent_path(), true).value_or(Names());
+  return std::find(names.begin(), names.end(), remote.filename()) != names.end();
 }
 
 bool hasListingFailed(Interface& provider, int count) {

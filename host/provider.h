@@ -1,7 +1,9 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "SourceCodeControlSystemProviderInterface.h"
 #include "settings.h"
@@ -27,8 +29,8 @@ struct LastError {
 // The shared library that providers come from.
 class ProviderLibrary {
  public:
-  // Null after a failure, which has been reported.
-  static std::shared_ptr<const ProviderLibrary> load(const std::string& file);
+  // Null, with the reason in `error`, when it cannot be loaded.
+  static std::shared_ptr<const ProviderLibrary> load(const std::string& file, std::string& error);
   ~ProviderLibrary();
   ProviderLibrary(const ProviderLibrary&) = delete;
   ProviderLibrary& operator=(const ProviderLibrary&) = delete;
@@ -42,12 +44,22 @@ class ProviderLibrary {
   decltype(&ReleaseSourceCodeControlSystemInterface) release_ = nullptr;
 };
 
+// Everything needed to make providers for one working copy.
+struct Session {
+  std::string directory;  // the working copy
+  std::shared_ptr<const ProviderLibrary> library;
+  Configuration configuration;
+  unsigned jobs = 1;  // how many clients may run at a time
+
+  // A path in the working copy, as the system takes it.
+  std::string pathOf(const std::string& path) const { return directory + '/' + path; }
+};
+
 // One provider. Its library stays loaded for as long as it lives. Only one thread may use it at a
 // time. Throws std::bad_alloc when the library has no memory for it.
 class Provider {
  public:
-  explicit Provider(std::shared_ptr<const ProviderLibrary> library,
-                    const Configuration& configuration = {});
+  explicit Provider(const Session& session);
   ~Provider();
   Provider(const Provider&) = delete;
   Provider& operator=(const Provider&) = delete;
@@ -55,25 +67,35 @@ class Provider {
   SourceCodeControlSystemProviderInterface* operator->() { return provider_; }
   SourceCodeControlSystemProviderInterface& object() { return *provider_; }
 
-  // May be called at any time.
-  void configure(const Configuration& configuration);
-
-  // Ties the provider to a working copy; false, reported, for a directory that is none.
-  bool tie(const std::string& directory);
-
   LastError lastError();
 
-  // Reports an operation that failed, with the client's words, and returns the exit status.
-  int fail(const std::string& operation);
+  // Afterwards the text of the last error is empty, so that the next one is known to be new. Also
+  // drops the last listing.
+  void forgetLastError();
 
  private:
+  void set(const char* key, const std::string& value);
+
   const std::shared_ptr<const ProviderLibrary> library_;
+  const std::string client_;
   SourceCodeControlSystemProviderInterface* const provider_;
 };
 
 // Asks for the status of a file; a null path is passed on.
 FileState askStatus(SourceCodeControlSystemProviderInterface& provider, const char* path);
 
-// Whether a listing failed, as far as can be told. It names nothing then, as an empty listing does,
-// but it leaves an error of the client's "rls" behind.
+using Names = std::vector<std::string>;
+
+// The files, or else the directories, in a repository directory; "" is the top. None when the
+// client failed, as far as can be told: an empty listing and warnings look the same.
+std::optional<Names> listRepository(Provider& provider, const std::string& directory,
+                                    bool directories);
+
+// Where a path of the working copy is in the repository.
+std::string remotePath(Provider& provider, const std::string& path);
+
+// Whether it is a directory there.
+bool isRemoteDirectory(Provider& provider, const std::string& path);
+
+// Whether a listing of so many names failed, as far as can be told.
 bool hasListingFailed(SourceCodeControlSystemProviderInterface& provider, int count);

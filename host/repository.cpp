@@ -1,168 +1,113 @@
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
-#include <iostream>
+#include <optional>
 
 #include "commands.h"
+#include "console.h"
+#include "operations.h"
 #include "progress.h"
-#include "report.h"
-#include "temporary.h"
+#include "root.h"
 
-namespace fs = std::filesystem;
+namespace fs = std::filesystem;  // for the text of paths only
 
 namespace {
 
-using Names = std::vector<std::string>;
-
-// The names in a repository directory; none after a failure, which is reported as that of `what`.
-std::optional<Names> list(Provider& provider, const std::string& directory, bool directories,
-                          const std::string& what) {
-  const Progress waiting = showWaiting("rls");
-  const int count = provider->iterateRemoteDirectory(directory.c_str(), directories);
-  Names names;
-  while (const char* name = provider->getRemoteDirectoryEntry()) names.emplace_back(name);
-  if (!hasListingFailed(provider.object(), count)) return names;
-  provider.fail(what);
-  return std::nullopt;
-}
+// The import that makes a directory needs a vendor tag, which is stored nowhere: nothing is
+// imported.
+constexpr char vendorTag[] = "scchost";
 
 bool holds(const Names& names, const std::string& name) {
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-// A repository path as the client takes it; empty for the top.
-std::string repositoryPath(const std::string& path) {
-  std::string normal = fs::path(path).lexically_normal().string();
-  normal.erase(0, normal.find_first_not_of('/'));
-  if (!normal.empty() && normal.back() == '/') normal.pop_back();
-  return normal == "." ? "" : normal;
+std::string parentOf(const std::string& path) {
+  return fs::path(path).parent_path().string();
+}
+
+std::string nameOf(const std::string& path) {
+  return fs::path(path).filename().string();
+}
+
+// The names in a repository directory; none after a failure, which is reported as that of `what`.
+std::optional<Names> list(Provider& provider, const std::string& directory, bool directories,
+                          const std::string& what) {
+  const auto names =
+      waitFor("rls", [&] { return listRepository(provider, directory, directories); });
+  if (!names.has_value()) reportFailure(provider, what);
+  return names;
+}
+
+// Why no directory can have this name; empty when it can.
+std::string findObstacle(const std::string& name) {
+  for (const char* reserved : {"CVS", "CVSROOT", "Attic"}) {
+    if (name == reserved) return "the client keeps the name " + name + " for itself";
+  }
+  const bool isLock = name.rfind("#cvs.", 0) == 0;
+  const bool isHistory = name.size() >= 2 && name.compare(name.size() - 2, 2, ",v") == 0;
+  return isLock || isHistory ? "the client would take " + name + " for a file of its own" : "";
 }
 
 // Whether a directory can be made; reports why not. The client would make it even in place of a
 // file or below a file, and then nobody could check out the module any more.
 bool canMakeDirectory(Provider& provider, const std::string& directory) {
-  const std::string what = "mkdir " + directory;
-  std::string parent;
+  const std::string what = "mkdir " + shown(directory);
+  const auto refuse = [&](const std::string& reason) {
+    complain(what + ": " + reason);
+    return false;
+  };
+  if (directory.empty()) return refuse("that is the top of the repository");
+  if (directory[0] == '-') return refuse("the client would take that for an option");
   for (const auto& piece : fs::path(directory)) {
-    if (piece == "CVS" || piece == "CVSROOT" || piece == "Attic") {
-      complain(what + ": the client keeps the name " + piece.string() + " for itself");
-      return false;
-    }
-    const std::string path = parent.empty() ? piece.string() : parent + '/' + piece.string();
+    const std::string obstacle = findObstacle(piece.string());
+    if (!obstacle.empty()) return refuse(obstacle);
+  }
+  fs::path path;
+  for (const auto& piece : fs::path(directory)) {
+    const std::string parent = path.string();
+    path /= piece;
     const auto files = list(provider, parent, false, what);
     if (!files.has_value()) return false;
-    if (holds(*files, piece.string())) {
-      complain(what + ": the repository has a file " + path);
-      return false;
-    }
+    if (holds(*files, piece.string()))
+      return refuse("the repository has a file " + shown(path.string()));
     const auto directories = list(provider, parent, true, what);
     if (!directories.has_value()) return false;
     if (!holds(*directories, piece.string())) return true;  // so nothing is below it
-    parent = path;
   }
-  complain(what + ": the repository has that directory");
-  return false;
-}
-
-// Whether the client takes the text for a vendor tag.
-bool isTag(const std::string& text) {
-  const auto fits = [](unsigned char c) { return std::isalnum(c) != 0 || c == '-' || c == '_'; };
-  return !text.empty() && std::isalpha(static_cast<unsigned char>(text[0])) != 0 &&
-         std::all_of(text.begin(), text.end(), fits);
-}
-
-// A local repository can be written in two ways; this gives one of them.
-std::string withoutMethod(const std::string& root) {
-  constexpr char local[] = ":local:";
-  std::string path = root.rfind(local, 0) == 0 ? root.substr(sizeof local - 1) : root;
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
-  return path;
-}
-
-// The repository directory that the client checks out for a module; empty when it fails.
-std::string resolveModule(const Session& session, const std::string& module) {
-  const TemporaryDirectory scratch;
-  const std::string directory = scratch.path() + "/module";
-  Provider provider(session.library, session.configuration);
-  const Progress waiting = showWaiting("checkout");
-  const bool resolved = provider->setRoots(directory.c_str(), module.c_str()) &&
-                        provider->setRoots(directory.c_str());
-  return resolved ? provider->getRemoteRoot() : "";
-}
-
-// Whether an existing working copy is the one that is asked for; reports why not.
-bool isWorkingCopyOf(Provider& provider, const Session& session, const std::string& directory,
-                     const std::string& module) {
-  const std::string wantedRoot = provider->getRepositoryListEntry();
-  const std::string root = readRecordedRoot(directory);
-  const std::string found = provider->getRemoteRoot();
-  if (withoutMethod(root) != withoutMethod(wantedRoot)) {
-    complain(directory + " already is a working copy, of " + found + " in the repository " + root);
-    return false;
-  }
-  if (repositoryPath(found) == repositoryPath(module)) return true;
-  if (found == resolveModule(session, module)) return true;
-  complain(directory + " already is a working copy, of " + found);
-  return false;
+  return refuse("the repository has that directory");
 }
 
 }  // namespace
 
-int listRepository(Provider& provider, const std::string& path, bool directories) {
-  const std::string directory = repositoryPath(path);
-  const auto names =
-      list(provider, directory, directories, "ls " + (directory.empty() ? "." : directory));
+int listDirectory(Job& job) {
+  const auto& given = job.line.arguments;
+  const std::string directory = repositoryPath(given.empty() ? "" : given[0]);
+  const std::string what = "ls " + (directory.empty() ? "." : shown(directory));
+  if (directory[0] == '-') {
+    complain(what + ": the client would take that for an option");
+    return exitFailure;
+  }
+  auto names = list(job.provider, directory, job.line.directories, what);
   if (!names.has_value()) return exitFailure;
-  for (const auto& name : *names) say(name);
+  // Of a file the client shows the path, and the provider takes the first component for a name.
+  if (*names == Names{directory.substr(0, directory.find('/'))}) {
+    const auto files = list(job.provider, parentOf(directory), false, what);
+    if (files.has_value() && holds(*files, nameOf(directory))) names = Names{nameOf(directory)};
+  }
+  for (const auto& name : *names) say(shown(name));
   return exitSuccess;
 }
 
-int makeDirectory(Provider& provider, const std::string& path, const std::string& user) {
-  const std::string directory = repositoryPath(path);
-  if (directory.empty() || directory[0] == '-') {
-    complain("mkdir " + path + ": that is " +
-             (directory.empty() ? "the top of the repository" : "an option to the client"));
-    return exitFailure;
-  }
+int makeDirectory(Job& job) {
+  Provider& provider = job.provider;
+  const std::string directory = repositoryPath(job.line.arguments[0]);
   if (!canMakeDirectory(provider, directory)) return exitFailure;
-
-  const std::size_t slash = directory.rfind('/');
-  const bool isNested = slash != std::string::npos;
-  const std::string parent = isNested ? directory.substr(0, slash) : "";
-  const std::string name = isNested ? directory.substr(slash + 1) : directory;
   const std::string root = provider->getRepositoryListEntry();
-  provider->login(user.c_str(), nullptr, root.c_str());  // records only: no login is required here
-  const bool created = [&] {
-    const Progress waiting = showWaiting("import");
-    return provider->createDirectory(isNested ? parent.c_str() : nullptr, name.c_str());
-  }();
-  if (!created) {
-    provider.fail("mkdir " + directory);
-    if (!isTag(user)) complain("\"" + user + "\" is no valid tag; give one with --user");
-    return exitFailure;
-  }
-  say("created " + directory);
-  return exitSuccess;
-}
-
-int checkOut(Provider& provider, const Session& session, const std::string& local,
-             const std::string& remote) {
-  const fs::path path = fs::absolute(fs::path(session.directory) / local).lexically_normal();
-  const std::string directory = path.filename().empty() ? path.parent_path() : path;
-  const std::string parent = fs::path(directory).parent_path().string();
-  if (!fs::is_directory(parent)) {
-    complain("there is no directory " + parent);
-    return exitFailure;
-  }
-  const bool wasThere = provider->setRoots(directory.c_str());
-  if (wasThere && !isWorkingCopyOf(provider, session, directory, remote)) return exitFailure;
-  const bool isThere = wasThere || [&] {
-    const Progress waiting = showWaiting("checkout");
-    return provider->setRoots(directory.c_str(), remote.c_str());
-  }();
-  if (!isThere) return provider.fail("checkout " + local);
-  if (!provider.tie(directory)) return exitFailure;
-  say(directory + (wasThere ? " already is" : " is") + " a working copy of " +
-      provider->getRemoteRoot());
+  provider->login(vendorTag, nullptr, root.c_str());  // records only: no login is required here
+  const std::string parent = parentOf(directory), name = nameOf(directory);
+  const bool created = waitFor("import", [&] {
+    return provider->createDirectory(parent.empty() ? nullptr : parent.c_str(), name.c_str());
+  });
+  if (!created) return reportFailure(provider, "mkdir " + shown(directory));
+  say("created " + shown(directory));
   return exitSuccess;
 }

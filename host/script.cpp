@@ -1,11 +1,11 @@
-#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <type_traits>
 #include <utility>
 
 #include "commands.h"
-#include "report.h"
+#include "console.h"
+#include "files.h"
 #include "words.h"
 
 namespace {
@@ -190,7 +190,7 @@ class Script {
       if (isFirst && line->rfind(byteOrderMark, 0) == 0) line->erase(0, sizeof byteOrderMark - 1);
       std::optional<Words> words = splitWords(*line);
       if (words.has_value() && words->empty()) continue;
-      std::string expected = "expected the end of a quotation or of a \\ escape";
+      std::string expected = "unterminated quote or escape";
       if (words.has_value()) {
         expected.clear();
         if (auto call = findCall(std::move(*words), expected)) return call;
@@ -211,9 +211,9 @@ class Script {
 };
 
 // Runs calls one after the other on one provider.
-class Run {
+class Player {
  public:
-  explicit Run(Provider& provider) : provider_(provider) {}
+  explicit Player(Provider& provider) : provider_(provider) {}
 
   void perform(const Call& call) {
     const Result result = call.operation->run(provider_.object(), call.arguments);
@@ -240,19 +240,20 @@ class Run {
 
 }  // namespace
 
-int runScript(Provider& provider, const std::string& file, LineReader& input) {
-  Run run(provider);
-  if (file.empty()) {
+int runScript(Job& job) {
+  Player player(job.provider);
+  const auto& given = job.line.arguments;
+  if (given.empty()) {
     // Run each line at once: somebody may be typing.
-    Script script(input, "standard input");
-    while (const auto call = script.next()) run.perform(*call);
-    const int status = run.finish();
+    Script script(job.input, "standard input");
+    while (const auto call = script.next()) player.perform(*call);
+    const int status = player.finish();
     return script.bad() ? exitUsage : status;
   }
 
+  const std::string& file = given[0];
   LineReader reader(std::fopen(file.c_str(), "re"));
-  std::error_code ignored;
-  if (!reader.isOpen() || std::filesystem::is_directory(file, ignored)) {
+  if (!reader.isOpen() || kindOf(file) == FileKind::directory) {
     complain("cannot read the script " + file);
     return exitUsage;
   }
@@ -261,6 +262,6 @@ int runScript(Provider& provider, const std::string& file, LineReader& input) {
   std::vector<Call> calls;
   while (auto call = script.next()) calls.push_back(std::move(*call));
   if (script.bad()) return exitUsage;
-  for (const auto& call : calls) run.perform(call);
-  return run.finish();
+  for (const auto& call : calls) player.perform(call);
+  return player.finish();
 }

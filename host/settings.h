@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 
 // What the user has said about the provider; an empty text where the user has said nothing.
@@ -20,19 +19,20 @@ struct Configuration {
   bool login = false;  // login and logout run the client
 };
 
-// The client to run, and the adapter that gives the stock client the options it lacks.
-struct Client {
-  std::string program;  // a name on the search path, or an absolute path
-  std::string adapter;  // the same; empty when there is none, or the user has named a client
-};
+// The client to run: the one the user has named, else the one in CVS_GNU_CLIENT, else cvs. A name
+// for the search path, or an absolute path: clients start in directories of the working copy.
+std::string findClient(const Settings& settings);
 
-// The client the user has named, else the one in CVS_GNU_CLIENT, else cvs. None after a failure,
-// which has been reported.
-std::optional<Client> findClient(const Settings& settings);
+// Whether there is such a program.
+bool canRun(const std::string& client);
 
-// The repository the user has named, else the one the working copy records, else CVSROOT. None
-// after a failure, which has been reported.
-std::optional<std::string> findRoot(const Settings& settings);
+// The adapter that gives the stock client the options it lacks: the one beside this program. Empty
+// when there is none, or the user has named a client.
+std::string findAdapter(const Settings& settings);
+
+// The repository the user has named, else the one the working copy records, else CVSROOT; empty
+// when nobody says.
+std::string findRoot(const Settings& settings);
 
 // The provider's library: the one the user has named, else the one beside this program, else the
 // installed one.

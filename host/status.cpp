@@ -6,7 +6,9 @@
 #include <map>
 
 #include "commands.h"
-#include "report.h"
+#include "console.h"
+#include "operations.h"
+#include "survey.h"
 #include "untracked.h"
 
 namespace {
@@ -68,7 +70,7 @@ void printAligned(std::vector<Row> rows) {
       std::cout << text << std::string(widths[i] - text.size() + 2, ' ');
       if (coloured && i == 0) std::cout << "\033[0m";
     }
-    std::cout << printable(row.path) << '\n';
+    std::cout << row.path << '\n';
   }
 }
 
@@ -103,49 +105,71 @@ class Totals {
   std::size_t files_ = 0;
 };
 
-Row rowOf(const FileReport& report) {
-  return {report.statusText, report.state.workingRevision, report.state.repositoryRevision,
-          report.state.edited ? "edited" : "", report.file.path};
+std::string textOf(const FileStatus& file) {
+  switch (file.state) {
+    case State::told:
+      return file.answer.statusText;
+    case State::added:
+      return "added";
+    case State::removed:
+      return "removed";
+    case State::missing:
+      return "missing";
+    case State::conflict:
+      return "conflict";
+    case State::dead:
+      return "dead";
+    case State::noStatus:
+      return "no status";
+    case State::unknown:
+      break;
+  }
+  return "unknown";
 }
 
-// The paths of a directory's files that are not under control.
-std::vector<std::string> untrackedPaths(const Session& session, const std::string& directory) {
+Row rowOf(const FileStatus& file) {
+  return {textOf(file), file.answer.workingRevision, file.answer.repositoryRevision,
+          file.answer.edited ? "edited" : "", shown(file.file.path)};
+}
+
+// The paths of a directory's files that are not under version control.
+Paths findUntrackedPaths(const Session& session, const std::string& directory) {
   const std::string prefix = directory == "." ? "" : directory + '/';
-  std::vector<std::string> paths = findUntracked(session.directory + '/' + directory);
+  Paths paths = findUntracked(session.pathOf(directory));
   for (auto& path : paths) path.insert(0, prefix);
   return paths;
 }
 
 }  // namespace
 
-int showStatus(const Session& session, const Paths& paths, const StatusOptions& options) {
+int showStatus(Job& job) {
   const bool terminal = isatty(STDOUT_FILENO) == 1;
   std::vector<Row> rows;
   Totals totals;
-  Troubles troubles;
+  Complaints complaints;
   const auto show = [&](const Row& row) {
     totals.add(row.statusText);
-    if (options.changed && row.statusText == "Up-to-date" && row.edited.empty()) return;
+    if (job.line.changed && row.statusText == "Up-to-date" && row.edited.empty()) return;
     if (terminal) {
       rows.push_back(row);
     } else {
       printSeparated(row);
     }
   };
-  survey(session, findFiles(session.directory, paths), [&](const GroupReport& group) {
-    troubles.add(group.directory, group.trouble);
-    for (const auto& file : group.files) {
+  survey(job.session, findOwnFiles(job), [&](const DirectoryStatus& directory) {
+    complaints.add(directory.directory, directory.reason);
+    for (const auto& file : directory.files) {
       show(rowOf(file));
-      troubles.add(file.file.path, file.trouble);
+      complaints.add(file.file.path, file.reason);
     }
-    if (!options.untracked || !group.isWhole || !group.trouble.empty()) return;
-    for (const auto& path : untrackedPaths(session, group.directory)) {
-      show({"?", "", "", "", path});
+    if (!job.line.untracked || !directory.isWhole || !directory.reason.empty()) return;
+    for (const auto& path : findUntrackedPaths(job.session, directory.directory)) {
+      show({"?", "", "", "", shown(path)});
     }
   });
   if (terminal) {
     printAligned(std::move(rows));
     totals.print();
   }
-  return troubles.report();
+  return complaints.report();
 }

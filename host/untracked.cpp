@@ -4,13 +4,11 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
-#include "workingCopy.h"
-
-namespace fs = std::filesystem;
+#include "entries.h"
+#include "files.h"
 
 namespace {
 
@@ -35,8 +33,8 @@ void addPatterns(const char* words, std::vector<std::string>& patterns) {
   addPatterns(stream, patterns);
 }
 
-void addPatternsOfFile(const fs::path& path, std::vector<std::string>& patterns) {
-  std::ifstream file(path);
+void addPatternsOfFile(const std::string& path, std::vector<std::string>& patterns) {
+  std::ifstream file = openRegular(path);
   addPatterns(file, patterns);
 }
 
@@ -46,22 +44,19 @@ std::vector<std::string> findUntracked(const std::string& directory) {
   std::vector<std::string> patterns;
   addPatterns(defaultPatterns, patterns);
   if (const char* home = std::getenv("HOME")) {
-    addPatternsOfFile(fs::path(home) / ".cvsignore", patterns);
+    addPatternsOfFile(std::string(home) + "/.cvsignore", patterns);
   }
   addPatterns(std::getenv("CVSIGNORE"), patterns);
-  addPatternsOfFile(fs::path(directory) / ".cvsignore", patterns);
+  addPatternsOfFile(directory + "/.cvsignore", patterns);
 
   const Entries entries = readEntries(directory).value_or(Entries());
   std::vector<std::string> names;
-  std::error_code ignored;
-  for (const auto& found : fs::directory_iterator(directory, ignored)) {
-    std::string name = found.path().filename().string();
+  for (auto& name : listNames(directory)) {
     const auto matches = [&](const std::string& pattern) {
       return fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
     };
-    if (name == "CVS" || entries.count(name) > 0) continue;
+    if (name == "CVS" || entries.find(name) != nullptr) continue;
     if (std::none_of(patterns.begin(), patterns.end(), matches)) names.push_back(std::move(name));
   }
-  std::sort(names.begin(), names.end());
   return names;
 }

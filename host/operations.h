@@ -1,0 +1,42 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "commands.h"
+#include "workingCopy.h"
+
+// Runs operations of the provider that take time or can fail. `command` is the client command that
+// they run.
+
+// Reports an operation that failed, with the client's words, and returns the exit status.
+int reportFailure(Provider& provider, const std::string& operation);
+
+// Makes a path an argument of the client, which takes a leading "-" for an option.
+std::string asArgument(const std::string& path);
+
+// The message of the command line as the provider takes it.
+const char* messageOf(const Job& job);
+
+using FileOperation = std::function<bool(const char* file)>;
+
+// Runs an operation on one file and passes on the client's warnings. Returns whether it succeeded;
+// a failure is reported.
+bool runOn(Job& job, const std::string& path, const std::string& command,
+           const FileOperation& operation);
+
+// Runs operations that join a batch, so that several files reach the client as one command; without
+// any there is none. Goes on after a failure, passes on the client's warnings, and returns the exit
+// status. A failure without words is not reported where `mayFailSilently`.
+int runAsOne(Job& job, const Paths& paths, const std::string& command,
+             const FileOperation& operation, bool mayFailSilently = false);
+
+// Whether so many files fit on one command line; if not, that is reported.
+bool fitOneCommand(const Paths& paths, const std::string& command);
+
+// Whether the client, which searches directories by itself, would reach a directory of another
+// repository there; if so, that is reported, with the paths to name instead.
+bool reachesForeign(const std::vector<FileGroup>& groups, const Job& job);
+
+// Finds the files of the job. Names the directories of other repositories and leaves them out.
+std::vector<FileGroup> findOwnFiles(const Job& job);

@@ -77,7 +77,8 @@ void nameMissingDirectories(Job& job, const std::string& directory, const std::s
 int checkOut(Job& job) {
   Provider& provider = job.provider;
   const std::string& remote = job.line.arguments[1];
-  const fs::path local = job.session.pathOf(job.line.arguments[0]), module = repositoryPath(remote);
+  const fs::path local = fs::path(job.session.directory) / job.line.arguments[0];
+  const fs::path module = repositoryPath(remote);
   const std::string directory = resolveExisting(fs::absolute(local));
   const auto fail = [](const std::string& reason) {
     complain(reason);

@@ -83,7 +83,7 @@ int commitFiles(Job& job) {
   }
   const std::size_t named = changed.size();
   if (!toSearch.empty() && !addChanged(job, toSearch, changed)) return exitFailure;
-  if (!fitOneCommand(changed, "commit")) return exitFailure;
+  if (!fitOneCommand(job, changed)) return exitFailure;
   for (std::size_t i = named; i < changed.size(); ++i) say("committing " + shown(changed[i]));
 
   const Snapshots before = takeSnapshots(directory, findFiles(directory, changed));

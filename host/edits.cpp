@@ -51,9 +51,9 @@ bool editClean(Job& job, const VersionedFile& file) {
     return false;
   }
   KeptFiles kept(job.session.directory);
-  kept.keepBackup(file.path, file.revision());
   // The client would not replace it, and the provider would not ask it to.
   if (before.hasOpenConflict) kept.keep(file.path, file.revision());
+  kept.keepBackup(file.path, file.revision());
   const bool isFetched = !before.hasOpenConflict || fetch(job, file.path, false);
   const bool succeeded = isFetched && announce(job, file.path, !before.hasOpenConflict);
   kept.end(succeeded);
@@ -105,8 +105,8 @@ int withdraw(Job& job, const VersionedFile& file) {
     return exitFailure;
   }
   KeptFiles kept(job.session.directory);
-  kept.keepBackup(path, baseRevision);
   if (!isSafe || (before.hasOpenConflict && job.line.revert)) kept.keep(path, file.revision());
+  kept.keepBackup(path, baseRevision);
   // The client fails for a file that is not here.
   if (!isHere(place) && !fetch(job, path, !job.line.revert)) return exitFailure;
   if (!isHere(place)) {
@@ -119,6 +119,7 @@ int withdraw(Job& job, const VersionedFile& file) {
                            return job.provider->undoCheckout(name, job.line.revert);
                          });
   kept.end(succeeded);
+  if (!before.here) say("restored " + shown(path));
   const std::string where = kept.describe(path, baseRevision);
   if (succeeded || !where.empty()) {
     say((where.empty() ? "released " : "reverted ") + shown(path) + where);

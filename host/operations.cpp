@@ -82,16 +82,18 @@ int runAsOne(Job& job, const Paths& paths, const std::string& command,
   return reportFailure(provider, isBatch ? command : command + ' ' + shown(paths[0]));
 }
 
-bool fitOneCommand(const Paths& paths, const std::string& command) {
+bool fitOneCommand(const Job& job, const Paths& paths) {
   // The system counts each word and a pointer to it, the environment too. It never takes more.
-  constexpr std::size_t most = 6 << 20, pointer = 8, forOtherWords = 200 << 10;
-  std::size_t size = forOtherWords;
+  constexpr std::size_t most = 6 << 20, pointer = 8, forOptions = 1000;
+  const Configuration& configuration = job.session.configuration;
+  std::size_t size = job.line.message.size() + configuration.client.size() +
+                     configuration.root.size() + forOptions;
   for (char** variable = environ; *variable != nullptr; ++variable) {
     size += std::strlen(*variable) + 1 + pointer;
   }
   for (const auto& path : paths) size += asArgument(path).size() + 1 + pointer;
   if (size <= std::min(most, static_cast<std::size_t>(sysconf(_SC_ARG_MAX)))) return true;
-  complain(command + ": the names of " + std::to_string(paths.size()) +
+  complain("the names of " + std::to_string(paths.size()) +
            " files are more than one command line holds; name fewer, such as one directory");
   return false;
 }

@@ -31,8 +31,8 @@ bool runOn(Job& job, const std::string& path, const std::string& command,
 int runAsOne(Job& job, const Paths& paths, const std::string& command,
              const FileOperation& operation, bool mayFailSilently = false);
 
-// Whether so many files fit on one command line; if not, that is reported.
-bool fitOneCommand(const Paths& paths, const std::string& command);
+// Whether so many files and the message fit on one command line; if not, that is reported.
+bool fitOneCommand(const Job& job, const Paths& paths);
 
 // Whether the client, which searches directories by itself, would reach a directory of another
 // repository there; if so, that is reported, with the paths to name instead.

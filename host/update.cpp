@@ -79,10 +79,10 @@ int update(Job& job, bool clean) {
   KeptFiles kept(directory);
   bool hasConflicts = false;
   for (const auto& [path, file] : before) {
-    kept.keepBackup(path, file.file.revision());
     hasConflicts = hasConflicts || file.hasOpenConflict;
     // The client would leave such a file alone, or refuse it.
     if (clean && file.hasOpenConflict) kept.keep(path, file.file.revision());
+    kept.keepBackup(path, file.file.revision());
   }
   int status = runAsOne(
       job, job.paths, "update",

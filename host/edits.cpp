@@ -1,4 +1,9 @@
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <thread>
 
 #include "changes.h"
 #include "commands.h"
@@ -41,15 +46,20 @@ bool isReadable(const FileGroup& group) {
   return group.state == FileGroup::State::readable;
 }
 
+// Whether the client is going to replace a file by the repository's; if not, that is reported.
+bool isReplaceable(Job& job, const FileSnapshot& seen) {
+  const std::string& path = seen.file.path;
+  const FileState state = askStatus(job.provider.object(), path.c_str());
+  const bool isTold = state.statusText != "missing" || !seen.here || seen.hasOpenConflict;
+  if (state.known && isTold) return true;
+  complain(shown(path) + " cannot be replaced: the provider tells no state of it");
+  return false;
+}
+
 // Replaces a file by the repository's and announces an edit. Returns whether that succeeded.
 bool editClean(Job& job, const VersionedFile& file) {
   const FileSnapshot before = takeSnapshot(job.session.directory, file);
-  const FileState state = askStatus(job.provider.object(), file.path.c_str());
-  const bool isTold = state.known && (state.statusText != "missing" || !before.here);
-  if (!isTold && !before.hasOpenConflict) {
-    complain(shown(file.path) + " cannot be replaced: the provider tells no state of it");
-    return false;
-  }
+  if (!isReplaceable(job, before)) return false;
   KeptFiles kept(job.session.directory);
   // The client would not replace it, and the provider would not ask it to.
   if (before.hasOpenConflict) kept.keep(file.path, file.revision());
@@ -57,9 +67,9 @@ bool editClean(Job& job, const VersionedFile& file) {
   const bool isFetched = !before.hasOpenConflict || fetch(job, file.path, false);
   const bool succeeded = isFetched && announce(job, file.path, !before.hasOpenConflict);
   kept.end(succeeded);
-  const std::string where = kept.describe(file.path, file.revision());
-  if (succeeded || !where.empty()) {
-    say((succeeded ? "editing " : "reverted ") + shown(file.path) + where);
+  if (succeeded || kept.isReplaced(file.path, file.revision())) {
+    say((succeeded ? "editing " : "reverted ") + shown(file.path) +
+        kept.describe(file.path, file.revision()));
   }
   return succeeded;
 }
@@ -81,15 +91,26 @@ bool isUnchanged(const std::string& file) {
 }
 
 // Why the edit of a file is not withdrawn, with the ways out.
-std::string describeRefusal(const VersionedFile& file, const std::string& baseRevision) {
+std::string describeRefusal(const Session& session, const VersionedFile& file,
+                            const std::string& baseRevision) {
+  const bool hasCopy = kindOf(baseCopyOf(session.pathOf(file.path))) == FileKind::regular;
   std::string reason = " has changed since its edit was announced, and unedit would discard that";
-  if (baseRevision.empty()) reason = " cannot be compared with the copy from its edit";
-  if (!baseRevision.empty() && baseRevision != file.revision()) {
+  if (baseRevision.empty() || !hasCopy) {
+    reason = " cannot be compared with the copy from its edit";
+  } else if (baseRevision != file.revision()) {
     reason = " was updated since its edit was announced, and unedit would put revision " +
              baseRevision + " back";
   }
   return shown(file.path) + reason +
          ": commit it; or edit it again and then unedit it, which keeps the text; or pass --revert";
+}
+
+// Waits until the second is over in which the copy from a file's edit was last changed. The client
+// tells a change by the second, and would take that text for the one that is fetched now.
+void waitForNewSecond(const std::string& copy) {
+  struct stat found = {};
+  if (stat(copy.c_str(), &found) == -1 || found.st_mtim.tv_sec != time(nullptr)) return;
+  std::this_thread::sleep_until(std::chrono::system_clock::from_time_t(found.st_mtim.tv_sec + 1));
 }
 
 // Withdraws the edit of one file. The client puts the copy from the time of the edit back, so what
@@ -101,16 +122,18 @@ int withdraw(Job& job, const VersionedFile& file) {
   const FileSnapshot before = takeSnapshot(job.session.directory, file);
   const bool isSafe = !before.here || isUnchanged(place);
   if (!isSafe && !job.line.revert) {
-    complain(describeRefusal(file, baseRevision));
+    complain(describeRefusal(job.session, file, baseRevision));
     return exitFailure;
   }
+  if (job.line.revert && !isReplaceable(job, before)) return exitFailure;
   KeptFiles kept(job.session.directory);
   if (!isSafe || (before.hasOpenConflict && job.line.revert)) kept.keep(path, file.revision());
   kept.keepBackup(path, baseRevision);
+  waitForNewSecond(baseCopyOf(place));
   // The client fails for a file that is not here.
   if (!isHere(place) && !fetch(job, path, !job.line.revert)) return exitFailure;
   if (!isHere(place)) {
-    complain(shown(path) + " is being edited, but is not here, and update does not bring it back");
+    complain(shown(path) + " is being edited, but update does not bring it back");
     return exitFailure;
   }
   const bool needsNewCopy = !job.line.revert && !isUnchanged(place);
@@ -120,9 +143,9 @@ int withdraw(Job& job, const VersionedFile& file) {
                          });
   kept.end(succeeded);
   if (!before.here) say("restored " + shown(path));
-  const std::string where = kept.describe(path, baseRevision);
-  if (succeeded || !where.empty()) {
-    say((where.empty() ? "released " : "reverted ") + shown(path) + where);
+  const bool isReplaced = kept.isReplaced(path, baseRevision);
+  if (succeeded || isReplaced) {
+    say((isReplaced ? "reverted " : "released ") + shown(path) + kept.describe(path, baseRevision));
   }
   return succeeded ? exitSuccess : exitFailure;
 }

@@ -50,22 +50,35 @@ void KeptFiles::end(bool succeeded) {
 }
 
 const KeptFiles::Kept* KeptFiles::find(const std::string& from) const {
-  const auto found =
-      std::find_if(kept_.begin(), kept_.end(), [&](const Kept& file) { return file.from == from; });
+  const auto found = std::find_if(kept_.begin(), kept_.end(), [&](const Kept& file) {
+    return file.from == from && !file.isBack;
+  });
   return found == kept_.end() ? nullptr : &*found;
+}
+
+bool KeptFiles::isBackedUp(const std::string& path, const std::string& backup) const {
+  const bool isOld = std::any_of(kept_.begin(), kept_.end(), [&](const Kept& file) {
+    return file.from == backup && file.isBack;
+  });
+  const std::string place = workingCopy_ + '/' + backup;
+  // Through a server the client also keeps a text that did not change.
+  return !isOld && isHere(place) && !haveSameBytes(place, workingCopy_ + '/' + path);
+}
+
+bool KeptFiles::isReplaced(const std::string& path, const std::string& revision) const {
+  return find(path) != nullptr || isBackedUp(path, backupOf(path, revision));
 }
 
 std::string KeptFiles::describe(const std::string& path, const std::string& revision) const {
   const std::string backup = backupOf(path, revision);
   const Kept *kept = find(path), *earlier = find(backup);
-  const bool isKept = kept != nullptr && !kept->isBack;
-  const bool isBackedUp =
-      isHere(workingCopy_ + '/' + backup) && (earlier == nullptr || !earlier->isBack);
   std::string words;
-  if (isKept) words += "; your text is in " + shown(kept->to);
-  if (isBackedUp)
-    words += (isKept ? ", and an older one in " : "; your text is in ") + shown(backup);
-  if (earlier != nullptr && !earlier->isBack)
+  if (kept != nullptr) words += "; your text is in " + shown(kept->to);
+  if (isBackedUp(path, backup)) {
+    words += (kept != nullptr ? ", and an older one in " : "; your text is in ") + shown(backup);
+  }
+  if (earlier != nullptr) {
     words += "; the earlier " + shown(backup) + " is now " + shown(earlier->to);
+  }
   return words;
 }

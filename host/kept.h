@@ -25,8 +25,10 @@ class KeptFiles {
   // that is gone was meant to go.
   void end(bool succeeded);
 
-  // Says where the earlier text of a file is, in words that complete a line; empty when the file
-  // was not replaced.
+  // Whether the client has replaced the text of a file by another one.
+  bool isReplaced(const std::string& path, const std::string& revision) const;
+
+  // Says where the earlier texts of a file are, in words that complete a line.
   std::string describe(const std::string& path, const std::string& revision) const;
 
  private:
@@ -35,7 +37,9 @@ class KeptFiles {
     bool isBackup, isBack;
   };
   void move(const std::string& from, const std::string& backup, bool isBackup);
+  // Null when it has not been moved, or is back.
   const Kept* find(const std::string& from) const;
+  bool isBackedUp(const std::string& path, const std::string& backup) const;
 
   const std::string workingCopy_;
   std::vector<Kept> kept_;

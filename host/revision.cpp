@@ -34,7 +34,7 @@ std::string findReason(Provider& provider, const Session& session, const Version
   if (takeSnapshot(session.directory, file).hasOpenConflict && said.text.empty()) {
     return "the file has a conflict; edit the conflict markers away first";
   }
-  if (!file.entry.has_value() && said.text.empty()) {
+  if (!file.entry.has_value() && (said.text.empty() || said.command == "rls")) {
     return "neither the working copy nor the repository knows it";
   }
   return (revision == "HEAD" ? "" : "it may have no such revision; ") + said.describe();

@@ -14,40 +14,26 @@ bool isUnderControl(const std::string& directory) {
 // Why a path cannot be added; empty when it can. The client would make directories in the
 // repository for a name that does not exist, wait for a pipe, change the bytes of a binary file,
 // and commit everything below a directory.
-std::string findObstacle(const Job& job, const VersionedFile& file) {
+std::string findObstacle(const Job& job, const File& file) {
   const std::string path = job.session.pathOf(file.path);
   const FileKind kind = kindOf(path);
-  if (kind == FileKind::none) return file.isRemoved() ? "" : "does not exist";
+  if (kind == FileKind::none) return file.entry.isRemoved() ? "" : "does not exist";
   if (kind == FileKind::other) return "is neither a file nor a directory";
   if (kind == FileKind::directory) {
     return isUnderControl(path) ? "is a directory under version control; name what is new in it"
                                 : "";
   }
-  if (file.entry.has_value() || job.line.force || !holdsNul(path)) return "";
+  if (file.entry.listed || job.line.force || !holdsNul(path)) return "";
   return "holds NUL bytes, and as text, which add makes it, it would change: mark it as binary "
-         "with "
-         "cvs add -kb, and commit; --force adds it where the repository's cvswrappers mark it";
+         "with cvs add -kb, and commit; --force adds it where the repository's cvswrappers mark it";
 }
 
-// The directories on a path that are not under version control, from the top down.
-Paths findNewDirectories(const Session& session, const std::string& path) {
-  Paths directories;
+// Adds the directories on a path that are not under version control.
+void addNewDirectories(const Session& session, const std::string& path,
+                       std::set<std::string>& directories) {
   for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
     const std::string directory = path.substr(0, slash);
-    if (!isUnderControl(session.pathOf(directory))) directories.push_back(directory);
-  }
-  return directories;
-}
-
-// Says what has become of a file.
-void sayAdded(const VersionedFile& before, const VersionedFile& now) {
-  if (now.isAdded()) {
-    complain(shown(now.path) + " is scheduled to be added; commit finishes it");
-  } else if (before.isRemoved() && now.entry.has_value() && !now.isRemoved()) {
-    say("restored " + shown(now.path));
-  } else if (now.entry.has_value() && !now.entry->directory &&
-             (!before.entry.has_value() || before.isAdded())) {
-    say("added " + shown(now.path));
+    if (!isUnderControl(session.pathOf(directory))) directories.insert(directory);
   }
 }
 
@@ -55,19 +41,16 @@ void sayAdded(const VersionedFile& before, const VersionedFile& now) {
 
 int addFiles(Job& job) {
   const Session& session = job.session;
-  std::vector<VersionedFile> before;
   std::set<std::string> directories;
+  std::vector<File> before;
   int status = exitSuccess;
   for (const auto& path : job.paths) {
     before.push_back(findFile(session.directory, path));
     const std::string obstacle = findObstacle(job, before.back());
-    if (!obstacle.empty()) {
-      complain(shown(path) + ' ' + obstacle);
-      status = exitFailure;
-    }
+    if (!obstacle.empty()) complain(shown(path) + ' ' + obstacle);
+    if (!obstacle.empty()) status = exitFailure;
     const bool isDirectory = kindOf(session.pathOf(path)) == FileKind::directory;
-    const Paths added = findNewDirectories(session, isDirectory ? path + '/' : path);
-    directories.insert(added.begin(), added.end());
+    addNewDirectories(session, isDirectory ? path + '/' : path, directories);
   }
   if (status != exitSuccess) return status;
   status = runAsOne(job, job.paths, "add",
@@ -75,6 +58,16 @@ int addFiles(Job& job) {
   for (const auto& directory : directories) {
     if (isUnderControl(session.pathOf(directory))) say("added directory " + shown(directory));
   }
-  for (const auto& file : before) sayAdded(file, findFile(session.directory, file.path));
+  for (const auto& file : before) {
+    const Entry now = findFile(session.directory, file.path).entry;
+    const bool isNew = !file.entry.listed || file.entry.isAdded();
+    if (now.isAdded()) {
+      complain(shown(file.path) + " is scheduled to be added; commit finishes it");
+    } else if (file.entry.isRemoved() && now.listed && !now.isRemoved()) {
+      say("restored " + shown(file.path));
+    } else if (isNew && now.listed && !now.directory) {
+      say("added " + shown(file.path));
+    }
+  }
   return status;
 }

@@ -41,26 +41,18 @@ bool replaceFile(int from, const std::string& target, mode_t mode) {
   return false;
 }
 
-bool isSameFile(const struct stat& one, int descriptor) {
-  struct stat other = {};
-  return fstat(descriptor, &other) == 0 && one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-}
-
 // Writes to a file, or where there is no name to the standard output. False, with errno set, when
 // not all could be written.
 bool writeTo(const std::string& target, int from) {
+  if (target.empty()) return copyBytes(from, STDOUT_FILENO);
   struct stat found = {};
   const bool isThere = stat(target.c_str(), &found) == 0;
-  if (target.empty() || (isThere && isSameFile(found, STDOUT_FILENO))) {
-    return copyBytes(from, STDOUT_FILENO);
-  }
-  if (isThere && S_ISREG(found.st_mode)) {
-    return replaceFile(from, resolve(target).value_or(target), found.st_mode & 07777);
-  }
-  if (!isHere(target)) {
+  const bool isDevice = target.rfind("/dev/", 0) == 0;  // the standard output may be a file
+  if (!isDevice && (isThere ? S_ISREG(found.st_mode) : !isHere(target))) {
     const mode_t mask = umask(0);
     umask(mask);
-    return replaceFile(from, target, 0666 & ~mask);
+    const mode_t mode = isThere ? found.st_mode & 07777 : 0666 & ~mask;
+    return replaceFile(from, resolve(target).value_or(target), mode);
   }
   Descriptor to(open(target.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
   return to.get() != -1 && copyBytes(from, to.get()) && to.close();
@@ -69,25 +61,24 @@ bool writeTo(const std::string& target, int from) {
 }  // namespace
 
 int printRevision(Job& job) {
-  const VersionedFile file = findFile(job.session.directory, job.paths.front());
+  const File file = findFile(job.session.directory, job.paths.front());
   const auto fail = [&](const std::string& reason) {
     complain(shown(file.path) + ' ' + reason);
     return exitFailure;
   };
-  const bool isListed = file.entry.has_value();
   const FileKind kind = kindOf(job.session.pathOf(file.path));
-  if (kind == FileKind::directory || (isListed && file.entry->directory)) {
+  if (kind == FileKind::directory || file.entry.directory) {
     return fail("is a directory; cat takes one file");
   }
   if (isBinary(job.session, file) && !job.line.force) {
-    const bool isMarked = isListed && file.entry->isBinary();
-    return fail((isMarked ? "is binary (-kb)" : "holds NUL bytes here, so it may be binary") +
-                std::string(", and a revision is fetched as lines of text, which changes it; "
-                            "--force fetches it anyway"));
+    return fail(
+        (file.entry.isBinary() ? "is binary (-kb)" : "holds NUL bytes here, so it may be binary") +
+        std::string(", and a revision is fetched as lines of text, which changes it; "
+                    "--force fetches it anyway"));
   }
-  const TemporaryFile fetched;
+  const Descriptor fetched(openTemporary());
   if (!fetchRevision(job.session, file, job.line.revision, fetched)) return exitFailure;
-  if (writeTo(job.line.output, fetched.descriptor())) return exitSuccess;
+  if (writeTo(job.line.output, fetched.get())) return exitSuccess;
   const std::string target = job.line.output.empty() ? "the standard output" : job.line.output;
   complain("cannot write " + target + ": " + std::strerror(errno));
   return exitFailure;

@@ -37,8 +37,7 @@ std::string findObstacle(const std::string& directory) {
 std::string findDifference(Job& job, const std::string& directory, const fs::path& module) {
   const std::string root = readRecordedRoot(directory), found = job.provider->getRemoteRoot();
   const std::string what = directory + " already is a working copy, of " + found;
-  if (!isSameRepository(root, job.session.configuration.root))
-    return what + " in the repository " + root;
+  if (!isSameRepository(root, job.session.root)) return what + " in the repository " + root;
   if (repositoryPath(found) == module) return "";
   // A module may have another name than its directory. So only another directory is different.
   const auto around = listRepository(job.provider, module.parent_path(), true);
@@ -51,7 +50,7 @@ int bringMissing(Job& job, const std::string& directory, const std::string& remo
   Paths missing;
   for (const auto& name : listRepository(job.provider, remote, false).value_or(Names())) {
     const bool isMissing =
-        !isHere(directory + '/' + name) && !findFile(directory, name).isRemoved();
+        !isHere(directory + '/' + name) && !findFile(directory, name).entry.isRemoved();
     if (isMissing) missing.push_back(name);
   }
   const int status = runAsOne(job, missing, "update",

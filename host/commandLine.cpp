@@ -6,9 +6,12 @@
 #include <cstdlib>
 
 #include "console.h"
-#include "words.h"
 
 namespace {
+
+using Text = std::string CommandLine::*;
+using Switch = bool CommandLine::*;
+using Line = CommandLine;
 
 constexpr int firstKey = 256;  // above every letter
 
@@ -19,53 +22,42 @@ struct Option {
   const char* value;     // what its value is called; null for a switch
   const char* commands;  // those that take it, each between blanks; null: all
   const char* description;
-  void (*store)(CommandLine& line, const char* value);
+  Text text;  // where the value goes; null for a switch and for -j
+  Switch on;
 };
-
-constexpr unsigned long mostJobs = 1000;
-
-void storeJobs(CommandLine& line, const char* value) {
-  // Anything but a number becomes one that is refused.
-  const bool isNumber = std::string(value).find_first_not_of("0123456789") == std::string::npos;
-  line.jobs = isNumber ? std::strtoul(value, nullptr, 10) : 0;
-  if (line.jobs == 0) line.jobs = mostJobs + 1;
-}
 
 constexpr Option options[] = {
     {'C', "directory", "DIR", nullptr, "The working copy; else the current directory",
-     [](CommandLine& line, const char* value) { line.settings.directory = value; }},
+     &Line::directory, nullptr},
     {0, "client", "EXE", nullptr,
      "The client to run; else the one in CVS_GNU_CLIENT, else cvs, and for login, unedit and run "
      "by way of the adapter cvs-gnu",
-     [](CommandLine& line, const char* value) { line.settings.client = value; }},
+     &Line::client, nullptr},
     {0, "root", "ROOT", nullptr, "The repository; else what the working copy says, else CVSROOT",
-     [](CommandLine& line, const char* value) { line.settings.root = value; }},
-    {0, "edit", nullptr, nullptr, "Track announced edits",
-     [](CommandLine& line, const char*) { line.settings.edit = true; }},
+     &Line::root, nullptr},
+    {0, "edit", nullptr, nullptr, "Track announced edits", nullptr, &Line::edit},
     {0, "library", "FILE", nullptr,
-     "The provider; else the one beside this program, else the installed one",
-     [](CommandLine& line, const char* value) { line.settings.library = value; }},
-    {'j', "jobs", "N", " status commit diff unedit ",
-     "How many clients may run at a time; else the number of processors, but from 4 to 8",
-     storeJobs},
-    {0, "changed", nullptr, " status ", "Leave out what is up to date and not edited",
-     [](CommandLine& line, const char*) { line.changed = true; }},
+     "The provider; else the one beside this program, else the installed one", &Line::library,
+     nullptr},
+    {'j', "jobs", "N", " status commit diff ",
+     "How many clients may run at a time; else the number of processors, but from 4 to 8", nullptr,
+     nullptr},
+    {0, "changed", nullptr, " status ", "Leave out what is up to date and not edited", nullptr,
+     &Line::changed},
     {0, "untracked", nullptr, " status ", "Also list what is not under version control, as ?",
-     [](CommandLine& line, const char*) { line.untracked = true; }},
-    {'m', "message", "TEXT", " add commit ", "The log message; else \"no comment\"",
-     [](CommandLine& line, const char* value) { line.message = value; }},
-    {0, "clean", nullptr, " update edit ", "Discard local changes",
-     [](CommandLine& line, const char*) { line.clean = true; }},
-    {0, "revert", nullptr, " unedit ", "Discard changes: replace the file by the repository's",
-     [](CommandLine& line, const char*) { line.revert = true; }},
-    {'r', "revision", "REVISION", " cat ", "Revision or tag; else HEAD",
-     [](CommandLine& line, const char* value) { line.revision = value; }},
+     nullptr, &Line::untracked},
+    {'m', "message", "TEXT", " add commit ", "The log message; else \"no comment\"", &Line::message,
+     nullptr},
+    {0, "clean", nullptr, " update edit ", "Discard local changes", nullptr, &Line::clean},
+    {0, "revert", nullptr, " unedit ", "Discard changes: replace files by the repository's",
+     nullptr, &Line::revert},
+    {'r', "revision", "REVISION", " cat ", "Revision or tag; else HEAD", &Line::revision, nullptr},
     {'o', "output", "FILE", " cat ", "The file to write, seen from here; else the standard output",
-     [](CommandLine& line, const char* value) { line.output = value; }},
+     &Line::output, nullptr},
     {0, "force", nullptr, " add cat ", "Take a binary file, although it is handled as text",
-     [](CommandLine& line, const char*) { line.force = true; }},
-    {'d', "directories", nullptr, " ls ", "List the directories instead of the files",
-     [](CommandLine& line, const char*) { line.directories = true; }},
+     nullptr, &Line::force},
+    {'d', "directories", nullptr, " ls ", "List the directories instead of the files", nullptr,
+     &Line::directories},
 };
 
 int keyOf(const Option& option) {
@@ -85,6 +77,21 @@ struct Reading {
   std::vector<const Option*> taken;
 };
 
+constexpr unsigned long mostJobs = 1000;
+
+void store(const Option& option, const char* value, CommandLine& line) {
+  if (option.on != nullptr) {
+    line.*option.on = true;
+  } else if (option.text != nullptr) {
+    line.*option.text = value;
+  } else {
+    // Anything but a number becomes one that is refused.
+    const bool isNumber = std::string(value).find_first_not_of("0123456789") == std::string::npos;
+    line.jobs = isNumber ? std::strtoul(value, nullptr, 10) : 0;
+    if (line.jobs == 0) line.jobs = mostJobs + 1;
+  }
+}
+
 // Finds the command and checks what was given to it. Reports bad usage and ends the program.
 void checkUsage(Reading& reading, const argp_state* state) {
   CommandLine& line = reading.line;
@@ -99,10 +106,9 @@ void checkUsage(Reading& reading, const argp_state* state) {
   for (const auto* option : reading.taken) {
     if (!takes(reading.name, *option)) {
       argp_error(state, "%s has no option --%s", command->name, option->name);
-    } else if (line.jobs > mostJobs) {
-      argp_error(state, "--jobs needs a number from 1 to %lu", mostJobs);
     }
   }
+  if (line.jobs > mostJobs) argp_error(state, "--jobs needs a number from 1 to %lu", mostJobs);
   const std::size_t count = line.arguments.size();
   if (count < command->fewest || count > command->most) {
     argp_error(state, "usage: %s %s", command->name, command->arguments);
@@ -121,7 +127,7 @@ error_t readWord(int key, char* value, argp_state* state) {
     if (value != nullptr && *value == '\0' && option->letter != 'm') {
       argp_error(state, "the value of --%s is empty", option->name);
     }
-    option->store(reading.line, value);
+    store(*option, value, reading.line);
     reading.taken.push_back(option);
   } else if (key == ARGP_KEY_ARG && state->arg_num == 0) {
     reading.name = value;
@@ -145,8 +151,8 @@ std::string describeCommands(const std::vector<Command>& commands) {
     text += left + command.description + '\n';
   }
   return text +
-         "\vPaths are seen from the working copy. Exit status: 0, 1 when an operation failed, "
-         "2 for bad usage; of diff, as diff(1).";
+         "\vPaths are seen from the working copy. Exit status: 0, 1 when an operation failed or "
+         "left something to do, 2 for bad usage; of diff, as diff(1).";
 }
 
 // The options in the parser's form. The description of an option that only some commands take
@@ -155,15 +161,12 @@ std::vector<argp_option> describeOptions(std::vector<std::string>& texts) {
   std::vector<argp_option> described;
   texts.reserve(std::size(options));
   for (const auto& option : options) {
-    std::string text = option.description;
-    if (option.commands != nullptr) {
-      std::string of = std::string(option.commands).substr(1);
-      of.back() = ':';
-      text = of + ' ' + text;
-    }
-    texts.push_back(text);
-    described.push_back({option.name, keyOf(option), option.value, 0, texts.back().c_str(),
-                         option.commands == nullptr ? 1 : 2});
+    const std::string commands = option.commands == nullptr ? "" : option.commands;
+    const bool isForAll = commands.empty();
+    texts.push_back(isForAll ? option.description
+                             : commands.substr(1, commands.size() - 2) + ": " + option.description);
+    described.push_back(
+        {option.name, keyOf(option), option.value, 0, texts.back().c_str(), isForAll ? 1 : 2});
   }
   described.push_back({});
   return described;

@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "settings.h"
-
 struct Job;
 
 // How a command is written, and what it does.
@@ -19,22 +17,16 @@ struct Command {
   int failure = 1;  // the exit status when it cannot run
 };
 
-// What the user has asked for.
+// What the user has asked for; an empty text where the user has said nothing.
 struct CommandLine {
   const Command* command = nullptr;
   std::vector<std::string> arguments;
-  Settings settings;
-
-  std::string message;
-  std::string revision = "HEAD";
-  std::string output;
+  std::string directory = ".";  // the working copy
+  std::string client, root, library;
+  std::string message, output, revision = "HEAD";
   unsigned long jobs = 0;  // 0: the default
-  bool changed = false;
-  bool untracked = false;
-  bool clean = false;
-  bool revert = false;
-  bool directories = false;
-  bool force = false;
+  bool edit = false, changed = false, untracked = false, clean = false, revert = false;
+  bool directories = false, force = false;
 };
 
 // Reads the command line. Ends the program after showing the help or the version, and after bad

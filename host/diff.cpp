@@ -1,10 +1,9 @@
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 
@@ -38,34 +37,30 @@ bool writeAsText(const std::string& from, const std::string& to, bool& isPlain) 
   return input.eof() && output.flush();
 }
 
+// A text as one word of the shell.
+std::string quoted(const std::string& text) {
+  std::string word = "'";
+  for (const char c : text) word += c == '\'' ? "'\\''" : std::string(1, c);
+  return word + "'";
+}
+
 // Runs diff(1) on two files and returns its exit status.
-int runDiff(const std::string& path, const std::string& revision, const std::string& from,
-            const std::string& to) {
+int runDiff(const File& file, const std::string& from, const std::string& to) {
   std::cout.flush();
-  const std::string oldLabel = "--label=" + shown(path) + "\trevision " + revision;
-  const std::string newLabel = "--label=" + shown(path) + "\tworking file";
-  const std::string colour = isColourTerminal(STDOUT_FILENO) ? "--color=always" : "--color=never";
-  const char* arguments[] = {"diff",           "-u", colour.c_str(), oldLabel.c_str(),
-                             newLabel.c_str(), "--", from.c_str(),   to.c_str(),
-                             nullptr};
-  pid_t child = -1;
-  const int error = posix_spawnp(&child, arguments[0], nullptr, nullptr,
-                                 const_cast<char* const*>(arguments), environ);
-  if (error != 0) {
-    complain("cannot run diff: " + std::generic_category().message(error));
-    return exitTrouble;
-  }
-  int status = 0;
-  while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
-  }
-  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) raise(SIGPIPE);  // the reader has gone
+  const std::string name = shown(file.path);
+  const std::string colour = isColourTerminal(STDOUT_FILENO) ? "always" : "never";
+  const std::string command = "exec diff -u --color=" + colour +
+                              " --label=" + quoted(name + "\trevision " + file.entry.revision) +
+                              " --label=" + quoted(name + "\tworking file") + ' ' + from + ' ' + to;
+  const int status = std::system(command.c_str());
+  if (WIFSIGNALED(status)) raise(WTERMSIG(status));  // the reader has gone, say
   if (WIFEXITED(status) && WEXITSTATUS(status) <= different) return WEXITSTATUS(status);
-  complain("diff could not compare " + shown(path));
+  complain("diff could not compare " + name);
   return exitTrouble;
 }
 
 int showDifference(const Session& session, const FileStatus& changed) {
-  const VersionedFile& file = changed.file;
+  const File& file = changed.file;
   const std::string& path = file.path;
   const auto fail = [&](const std::string& reason) {
     complain(shown(path) + ' ' + reason);
@@ -77,13 +72,13 @@ int showDifference(const Session& session, const FileStatus& changed) {
     return different;
   }
   if (kindOf(session.pathOf(path)) != FileKind::regular) return fail("is not a regular file");
-  const TemporaryFile base, text;
+  const Descriptor base(openTemporary()), text(openTemporary());
   bool isPlain = true;
-  if (!fetchRevision(session, file, file.revision(), base)) return exitTrouble;
-  if (!writeAsText(session.pathOf(path), text.path(), isPlain)) {
+  if (!fetchRevision(session, file, file.entry.revision, base)) return exitTrouble;
+  if (!writeAsText(session.pathOf(path), pathOf(text), isPlain)) {
     return fail("could not be read, or not be copied to a temporary file");
   }
-  const int status = runDiff(path, file.revision(), base.path(), text.path());
+  const int status = runDiff(file, pathOf(base), pathOf(text));
   if (status == same && changed.isModified())
     complain(shown(path) + " differs only in its line ends");
   if (status == different && !isPlain) {

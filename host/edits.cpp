@@ -1,11 +1,9 @@
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <ctime>
-#include <thread>
 
-#include "changes.h"
 #include "commands.h"
 #include "console.h"
 #include "files.h"
@@ -13,18 +11,6 @@
 #include "operations.h"
 
 namespace {
-
-// The copies that the client has made of files being edited. A new announcement renews them.
-Snapshots takeSnapshotsOfCopies(const Session& session, const std::vector<FileGroup>& groups) {
-  Snapshots copies;
-  for (const auto& group : groups) {
-    for (const auto& file : group.files) {
-      copies[file.path] = takeSnapshot(session.directory, {baseCopyOf(file.path), std::nullopt});
-      copies[file.path].file = file;
-    }
-  }
-  return copies;
-}
 
 bool announce(Job& job, const std::string& path, bool clean) {
   return runOn(job, path, "edit",
@@ -36,68 +22,49 @@ bool fetch(Job& job, const std::string& path, bool keepChanges) {
                [&](const char* file) { return job.provider->getFile(file, keepChanges); });
 }
 
-// Whether the files of a directory are known; if not, that is reported.
-bool isReadable(const FileGroup& group) {
-  if (group.state == FileGroup::State::missing) {
-    complain(shown(group.directory) + " is a missing directory; cvs update -d restores it");
-  } else if (group.state == FileGroup::State::unreadable) {
-    complain("cannot tell what is in " + shown(group.directory));
-  }
-  return group.state == FileGroup::State::readable;
+bool isEdited(const Job& job, const File& file) {
+  return isHere(baseCopyOf(job.session.pathOf(file.path)));
 }
 
 // Whether the client is going to replace a file by the repository's; if not, that is reported.
-bool isReplaceable(Job& job, const FileSnapshot& seen) {
-  const std::string& path = seen.file.path;
-  const FileState state = askStatus(job.provider.object(), path.c_str());
-  const bool isTold = state.statusText != "missing" || !seen.here || seen.hasOpenConflict;
+bool isReplaceable(Job& job, const File& file) {
+  const FileState state = askStatus(job.provider.object(), file.path.c_str());
+  const bool isTold = state.statusText != "missing" || !file.here || file.hasOpenConflict;
   if (state.known && isTold) return true;
-  complain(shown(path) + " cannot be replaced: the provider tells no state of it");
+  complain(shown(file.path) + " cannot be replaced: the provider tells no state of it");
   return false;
 }
 
 // Replaces a file by the repository's and announces an edit. Returns whether that succeeded.
-bool editClean(Job& job, const VersionedFile& file) {
-  const FileSnapshot before = takeSnapshot(job.session.directory, file);
-  if (!isReplaceable(job, before)) return false;
+bool editClean(Job& job, const File& file) {
+  if (!isReplaceable(job, file)) return false;
+  const std::string& revision = file.entry.revision;
   KeptFiles kept(job.session.directory);
   // The client would not replace it, and the provider would not ask it to.
-  if (before.hasOpenConflict) kept.keep(file.path, file.revision());
-  kept.keepBackup(file.path, file.revision());
-  const bool isFetched = !before.hasOpenConflict || fetch(job, file.path, false);
-  const bool succeeded = isFetched && announce(job, file.path, !before.hasOpenConflict);
+  if (file.hasOpenConflict) kept.keep(file);
+  kept.keepBackup(file.path, revision);
+  const bool isFetched = !file.hasOpenConflict || fetch(job, file.path, false);
+  const bool succeeded = isFetched && announce(job, file.path, !file.hasOpenConflict);
   kept.end(succeeded);
-  if (succeeded || kept.isReplaced(file.path, file.revision())) {
-    say((succeeded ? "editing " : "reverted ") + shown(file.path) +
-        kept.describe(file.path, file.revision()));
+  if (succeeded || kept.isReplaced(file.path, revision)) {
+    const std::string verb = succeeded ? "editing " : "reverted ";
+    say(verb + shown(file.path) + kept.describe(file.path, revision));
   }
   return succeeded;
 }
 
-int editAllClean(Job& job) {
-  int status = exitSuccess;
-  for (const auto& group : findOwnFiles(job)) {
-    if (!isReadable(group)) status = exitFailure;
-    for (const auto& file : group.files) {
-      if (!editClean(job, file)) status = exitFailure;
-    }
-  }
-  return status;
-}
-
 // Whether unedit would put back just what is there.
-bool isUnchanged(const std::string& file) {
-  return !readBaseRevision(file).empty() && haveSameBytes(file, baseCopyOf(file));
+bool isUnchanged(const std::string& place) {
+  return !readBaseRevision(place).empty() && haveSameBytes(place, baseCopyOf(place));
 }
 
 // Why the edit of a file is not withdrawn, with the ways out.
-std::string describeRefusal(const Session& session, const VersionedFile& file,
-                            const std::string& baseRevision) {
-  const bool hasCopy = kindOf(baseCopyOf(session.pathOf(file.path))) == FileKind::regular;
+std::string describeRefusal(const Job& job, const File& file, const std::string& baseRevision) {
+  const std::string copy = baseCopyOf(job.session.pathOf(file.path));
   std::string reason = " has changed since its edit was announced, and unedit would discard that";
-  if (baseRevision.empty() || !hasCopy) {
+  if (baseRevision.empty() || kindOf(copy) != FileKind::regular) {
     reason = " cannot be compared with the copy from its edit";
-  } else if (baseRevision != file.revision()) {
+  } else if (baseRevision != file.entry.revision) {
     reason = " was updated since its edit was announced, and unedit would put revision " +
              baseRevision + " back";
   }
@@ -105,89 +72,92 @@ std::string describeRefusal(const Session& session, const VersionedFile& file,
          ": commit it; or edit it again and then unedit it, which keeps the text; or pass --revert";
 }
 
-// Waits until the second is over in which the copy from a file's edit was last changed. The client
-// tells a change by the second, and would take that text for the one that is fetched now.
-void waitForNewSecond(const std::string& copy) {
-  struct stat found = {};
-  if (stat(copy.c_str(), &found) == -1 || found.st_mtim.tv_sec != time(nullptr)) return;
-  std::this_thread::sleep_until(std::chrono::system_clock::from_time_t(found.st_mtim.tv_sec + 1));
+// Brings a file that is being edited back, as the client fails for one that is not here.
+bool bringBack(Job& job, const File& file) {
+  // The client tells a change by the second. It must not take the copy from the edit, which it puts
+  // back, for the text that is fetched now.
+  struct stat copy = {};
+  stat(baseCopyOf(job.session.pathOf(file.path)).c_str(), &copy);
+  while (copy.st_mtim.tv_sec == time(nullptr)) usleep(10000);
+  if (!fetch(job, file.path, !job.line.revert)) return false;
+  if (isHere(job.session.pathOf(file.path))) return true;
+  complain(shown(file.path) + " is being edited, but update does not bring it back");
+  return false;
 }
 
 // Withdraws the edit of one file. The client puts the copy from the time of the edit back, so what
 // has to survive is looked at right before.
-int withdraw(Job& job, const VersionedFile& file) {
-  const std::string& path = file.path;
-  const std::string place = job.session.pathOf(path);
-  const std::string baseRevision = readBaseRevision(place);
-  const FileSnapshot before = takeSnapshot(job.session.directory, file);
-  const bool isSafe = !before.here || isUnchanged(place);
-  if (!isSafe && !job.line.revert) {
-    complain(describeRefusal(job.session, file, baseRevision));
-    return exitFailure;
+bool withdraw(Job& job, const File& file) {
+  const bool revert = job.line.revert;
+  const std::string place = job.session.pathOf(file.path), revision = readBaseRevision(place);
+  const bool isSafe = !file.here || isUnchanged(place);
+  if (!isSafe && !revert) {
+    complain(describeRefusal(job, file, revision));
+    return false;
   }
-  if (job.line.revert && !isReplaceable(job, before)) return exitFailure;
+  if (revert && !isReplaceable(job, file)) return false;
   KeptFiles kept(job.session.directory);
-  if (!isSafe || (before.hasOpenConflict && job.line.revert)) kept.keep(path, file.revision());
-  kept.keepBackup(path, baseRevision);
-  waitForNewSecond(baseCopyOf(place));
-  // The client fails for a file that is not here.
-  if (!isHere(place) && !fetch(job, path, !job.line.revert)) return exitFailure;
-  if (!isHere(place)) {
-    complain(shown(path) + " is being edited, but update does not bring it back");
-    return exitFailure;
-  }
-  const bool needsNewCopy = !job.line.revert && !isUnchanged(place);
-  const bool succeeded = (!needsNewCopy || announce(job, path, false)) &&
-                         runOn(job, path, "unedit", [&](const char* name) {
-                           return job.provider->undoCheckout(name, job.line.revert);
+  if (revert && (!isSafe || file.hasOpenConflict)) kept.keep(file);
+  kept.keepBackup(file.path, revision);
+  if (!isHere(place) && !bringBack(job, file)) return false;
+  const bool needsNewCopy = !revert && !isUnchanged(place);
+  const bool succeeded = (!needsNewCopy || announce(job, file.path, false)) &&
+                         runOn(job, file.path, "unedit", [&](const char* name) {
+                           return job.provider->undoCheckout(name, revert);
                          });
   kept.end(succeeded);
-  if (!before.here) say("restored " + shown(path));
-  const bool isReplaced = kept.isReplaced(path, baseRevision);
-  if (succeeded || isReplaced) {
-    say((isReplaced ? "reverted " : "released ") + shown(path) + kept.describe(path, baseRevision));
+  if (!file.here) say("restored " + shown(file.path));
+  const bool isReplaced = kept.isReplaced(file.path, revision);
+  const std::string verb = isReplaced ? "reverted " : "released ";
+  if (succeeded || isReplaced) say(verb + shown(file.path) + kept.describe(file.path, revision));
+  return succeeded;
+}
+
+// Calls a function for each file of the job, and returns the exit status: that of a failure when
+// the function fails for one, or when not all files are known.
+int forEachFile(const Job& job, const std::function<bool(const File& file)>& handle) {
+  int status = exitSuccess;
+  for (const auto& group : findOwnFiles(job)) {
+    if (group.state == FileGroup::State::missing) {
+      complain(shown(group.directory) + " is a missing directory; cvs update -d restores it");
+    } else if (group.state == FileGroup::State::unreadable) {
+      complain("cannot tell what is in " + shown(group.directory));
+    }
+    if (group.state != FileGroup::State::readable) status = exitFailure;
+    for (const auto& file : group.files) {
+      if (!handle(file)) status = exitFailure;
+    }
   }
-  return succeeded ? exitSuccess : exitFailure;
+  return status;
 }
 
 }  // namespace
 
 int editFiles(Job& job) {
-  if (job.line.clean) return editAllClean(job);
-  const auto groups = findFiles(job.session.directory, job.paths);
+  if (job.line.clean)
+    return forEachFile(job, [&](const File& file) { return editClean(job, file); });
+  const FileGroups groups = findFiles(job.session.directory, job.paths);
   if (reachesForeign(groups, job)) return exitFailure;
-  const Snapshots before = takeSnapshotsOfCopies(job.session, groups);
   int status = exitSuccess;
   for (const auto& path : job.paths) {
     if (!announce(job, path, false)) status = exitFailure;
   }
-  const bool hasSaid =
-      sayChanges(before, takeSnapshotsOfCopies(job.session, groups),
-                 [](const FileSnapshot& old, const FileSnapshot& now) {
-                   return now.contents == old.contents ? "" : "editing " + shown(now.file.path);
-                 });
+  const bool hasSaid = sayChanges(groups, {}, [&](const File& file, const File&) {
+    return isEdited(job, file) ? "editing " + shown(file.path) : "";
+  });
   if (!hasSaid && status == exitSuccess) say("nothing to edit");
   return status;
 }
 
 int uneditFiles(Job& job) {
-  int status = exitSuccess;
   bool isAnyEdited = false;
-  for (const auto& group : findOwnFiles(job)) {
-    if (!isReadable(group)) status = exitFailure;
-    for (const auto& file : group.files) {
-      const bool isEdited = isHere(baseCopyOf(job.session.pathOf(file.path)));
-      isAnyEdited = isAnyEdited || isEdited;
-      const bool isNamed =
-          std::find(job.paths.begin(), job.paths.end(), file.path) != job.paths.end();
-      if (isEdited) {
-        status = std::max(status, withdraw(job, file));
-      } else if (isNamed) {
-        complain(shown(file.path) + " is not being edited");
-        status = exitFailure;
-      }
-    }
-  }
+  const int status = forEachFile(job, [&](const File& file) {
+    const bool isNamed = std::count(job.paths.begin(), job.paths.end(), file.path) > 0;
+    const bool hasCopy = isEdited(job, file);
+    isAnyEdited = isAnyEdited || hasCopy;
+    if (isNamed && !hasCopy) complain(shown(file.path) + " is not being edited");
+    return hasCopy ? withdraw(job, file) : !isNamed;
+  });
   if (!isAnyEdited && status == exitSuccess) say("nothing is being edited");
   return status;
 }

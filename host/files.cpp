@@ -15,22 +15,6 @@
 #include <system_error>
 #include <utility>
 
-namespace {
-
-int makeTemporaryFile() {
-  const char* directory = std::getenv("TMPDIR");
-  std::string path = directory == nullptr || *directory == '\0' ? P_tmpdir : directory;
-  path += "/scchostXXXXXX";
-  const int descriptor = mkostemp(path.data(), O_CLOEXEC);
-  if (descriptor == -1) {
-    throw std::system_error(errno, std::generic_category(), "cannot make " + path);
-  }
-  unlink(path.c_str());
-  return descriptor;
-}
-
-}  // namespace
-
 FileKind kindOf(const std::string& path) {
   struct stat found = {};
   if (stat(path.c_str(), &found) == -1) return FileKind::none;
@@ -44,8 +28,7 @@ bool isHere(const std::string& path) {
 }
 
 std::optional<std::string> resolve(const std::string& path) {
-  const std::unique_ptr<char, decltype(&std::free)> found(realpath(path.c_str(), nullptr),
-                                                          &std::free);
+  const std::unique_ptr<char, void (*)(void*)> found(realpath(path.c_str(), nullptr), std::free);
   if (found == nullptr) return std::nullopt;
   return found.get();
 }
@@ -53,9 +36,8 @@ std::optional<std::string> resolve(const std::string& path) {
 std::string resolveExisting(const std::string& path) {
   std::filesystem::path start = path, rest;
   for (;;) {
-    const std::optional<std::filesystem::path> found =
-        resolve(start.empty() ? "." : start.string());
-    if (found.has_value()) return (rest.empty() ? *found : *found / rest).string();
+    const auto found = resolve(start.empty() ? "." : start.string());
+    if (found.has_value()) return rest.empty() ? *found : *found + '/' + rest.string();
     rest = rest.empty() ? start.filename() : start.filename() / rest;
     start = start.parent_path();
   }
@@ -65,8 +47,7 @@ std::vector<std::string> listNames(const std::string& directory) {
   std::vector<std::string> names;
   const auto close = [](DIR* open) { closedir(open); };
   const std::unique_ptr<DIR, decltype(close)> open(opendir(directory.c_str()), close);
-  if (open == nullptr) return names;
-  while (const dirent* entry = readdir(open.get())) {
+  while (const dirent* entry = open == nullptr ? nullptr : readdir(open.get())) {
     const std::string name = entry->d_name;
     if (name != "." && name != "..") names.push_back(name);
   }
@@ -112,8 +93,16 @@ bool Descriptor::close() {
   return closed == -1 || ::close(closed) == 0;
 }
 
-TemporaryFile::TemporaryFile() : descriptor_(makeTemporaryFile()) {}
+int openTemporary() {
+  const char* directory = std::getenv("TMPDIR");
+  std::string path = directory == nullptr || *directory == '\0' ? P_tmpdir : directory;
+  path += "/scchostXXXXXX";
+  const int opened = mkostemp(path.data(), O_CLOEXEC);
+  if (opened == -1) throw std::system_error(errno, std::generic_category(), "cannot make " + path);
+  unlink(path.c_str());
+  return opened;
+}
 
-std::string TemporaryFile::path() const {
-  return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(descriptor());
+std::string pathOf(const Descriptor& file) {
+  return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(file.get());
 }

@@ -53,16 +53,9 @@ class Descriptor {
   int descriptor_;
 };
 
-// A file without a name, in the system's temporary directory: nothing is left of it however the
-// program ends. Throws std::system_error when there can be none.
-class TemporaryFile {
- public:
-  TemporaryFile();
+// Opens a file without a name in the system's temporary directory: nothing is left of it however
+// the program ends. Throws std::system_error when there can be none.
+int openTemporary();
 
-  int descriptor() const { return descriptor_.get(); }
-  // Leads this process and its children to the file.
-  std::string path() const;
-
- private:
-  const Descriptor descriptor_;
-};
+// Leads this process and its children to the file behind a descriptor of its own.
+std::string pathOf(const Descriptor& file);

@@ -5,31 +5,23 @@
 
 #include <cstdlib>
 
-LineReader::~LineReader() {
-  if (file_ != nullptr) std::fclose(file_);
-}
-
-std::optional<std::string> LineReader::readLine() {
-  if (file_ == nullptr) return std::nullopt;
+bool readLine(std::FILE* file, std::string& line) {
   char* text = nullptr;
   std::size_t size = 0;
-  const ssize_t length = getline(&text, &size, file_);
-  std::optional<std::string> line;
-  if (length >= 0) {
-    line.emplace(text, static_cast<std::size_t>(length));
-    if (!line->empty() && line->back() == '\n') line->pop_back();
-    if (!line->empty() && line->back() == '\r') line->pop_back();
-  }
+  const ssize_t length = file == nullptr ? -1 : getline(&text, &size, file);
+  line.assign(text, length < 0 ? 0 : static_cast<std::size_t>(length));
   std::free(text);
-  return line;
+  if (!line.empty() && line.back() == '\n') line.pop_back();
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return length >= 0;
 }
 
-std::FILE* takeStandardInput() {
+FilePointer takeStandardInput() {
   const int taken = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   const int nothing = open("/dev/null", O_RDONLY);
   if (nothing != STDIN_FILENO) {
     dup2(nothing, STDIN_FILENO);
     close(nothing);
   }
-  return taken == -1 ? nullptr : fdopen(taken, "r");
+  return FilePointer(taken == -1 ? nullptr : fdopen(taken, "r"));
 }

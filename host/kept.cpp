@@ -21,8 +21,8 @@ KeptFiles::~KeptFiles() {
   if (!hasEnded_) end(false);
 }
 
-void KeptFiles::keep(const std::string& path, const std::string& revision) {
-  move(path, backupOf(path, revision), false);
+void KeptFiles::keep(const File& file) {
+  move(file.path, backupOf(file.path, file.entry.revision), false);
 }
 
 void KeptFiles::keepBackup(const std::string& path, const std::string& revision) {

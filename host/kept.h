@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "workingCopy.h"
+
 // Keeps texts that the client would replace without a trace. Each is moved to a name that the
 // client never writes: that of the client's own backup, ".#NAME.REVISION", with ".kept" and where
 // that is taken a number behind it. So whenever the program is interrupted, the bytes are there
@@ -16,7 +18,7 @@ class KeptFiles {
   KeptFiles& operator=(const KeptFiles&) = delete;
 
   // Moves a file away; the client then fetches it as a missing one.
-  void keep(const std::string& path, const std::string& revision);
+  void keep(const File& file);
 
   // Moves away what the client's backup of a file would overwrite, if there is anything.
   void keepBackup(const std::string& path, const std::string& revision);

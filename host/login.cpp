@@ -1,96 +1,42 @@
-#include <poll.h>
+#include <fcntl.h>
 #include <signal.h>
-#include <sys/signalfd.h>
-#include <termios.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <optional>
+#include <cstdlib>
 
 #include "commands.h"
 #include "console.h"
+#include "files.h"
 #include "operations.h"
 #include "progress.h"
 #include "root.h"
 
 namespace {
 
-// Hides what is typed on a terminal while it lives. The signals that end or stop the program wait
-// until the terminal shows what is typed again: otherwise it would stay hidden after them.
-class HiddenTyping {
- public:
-  explicit HiddenTyping(int terminal) : terminal_(terminal) {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP}) {
-      sigaddset(&signals, number);
-    }
-    sigprocmask(SIG_BLOCK, &signals, &mask_);
-    pending_ = signalfd(-1, &signals, SFD_CLOEXEC);
-    tcgetattr(terminal_, &settings_);
-    termios hidden = settings_;
-    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHOE | ECHOK);
-    hidden.c_lflag |= ECHONL;
-    tcsetattr(terminal_, TCSAFLUSH, &hidden);
-  }
-  ~HiddenTyping() {
-    tcsetattr(terminal_, TCSAFLUSH, &settings_);
-    if (pending_ != -1) close(pending_);
-    sigprocmask(SIG_SETMASK, &mask_, nullptr);  // delivers the signals that wait
-  }
-  HiddenTyping(const HiddenTyping&) = delete;
-  HiddenTyping& operator=(const HiddenTyping&) = delete;
-
-  // Waits for something to read or for a signal; true for the first.
-  bool waitForLine() const {
-    pollfd sources[] = {{terminal_, POLLIN, 0}, {pending_, POLLIN, 0}};
-    int ready = 0;
-    do {
-      ready = poll(sources, 2, -1);
-    } while (ready == -1 && errno == EINTR);
-    return ready > 0 && sources[1].revents == 0;
-  }
-
- private:
-  const int terminal_;
-  int pending_ = -1;
-  sigset_t mask_ = {};
-  termios settings_ = {};
-};
-
-enum class Typed { line, end, interrupted };
-
-Typed readHidden(int terminal, std::string& line) {
-  const HiddenTyping hidden(terminal);
-  while (hidden.waitForLine()) {
-    char typed[256];
-    const ssize_t count = read(terminal, typed, sizeof typed);
-    if (count <= 0) return Typed::end;
-    line.append(typed, static_cast<std::size_t>(count));
-    if (line.back() == '\n') return Typed::line;
-  }
-  std::fputc('\n', stderr);  // the signal is delivered after this line
-  return Typed::interrupted;
+// Reads what is typed on the terminal, without showing it, and ends the program with a key that
+// interrupts. The shell makes the terminal show it again in every case. False at the end of input.
+bool readHidden(std::string& typed) {
+  int ends[2] = {-1, -1};
+  if (pipe2(ends, O_CLOEXEC) == -1) return false;
+  const FilePointer lines(fdopen(ends[0], "r"));
+  const Descriptor inherited(fcntl(ends[1], F_DUPFD, 0));
+  close(ends[1]);
+  const std::string script =
+      "exec </dev/tty; shown=$(stty -g); trap 'stty \"$shown\"; echo >&2' EXIT; trap 'exit 130' "
+      "INT; "
+      "stty -echo; IFS= read -r typed && printf '%s\\n' \"$typed\" >&" +
+      std::to_string(inherited.get());
+  const int status = std::system(script.c_str());
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 128 + SIGINT) raise(SIGINT);
+  return status == 0 && readLine(lines.get(), typed);
 }
 
-// Reads a password. On a terminal it asks first and hides what is typed; the usual keys interrupt
-// it. Elsewhere it reads a line. None at the end of the input.
-std::optional<std::string> readPassword(LineReader& input, const std::string& prompt) {
-  if (!input.isOpen() || isatty(input.descriptor()) != 1) return input.readLine();
-  for (;;) {
-    std::fputs(prompt.c_str(), stderr);
-    std::string line;
-    const Typed typed = readHidden(input.descriptor(), line);
-    // The signal stopped the program, which goes on now, so ask again; other signals have ended it.
-    if (typed == Typed::interrupted) continue;
-    if (typed == Typed::end && line.empty()) {
-      std::fputc('\n', stderr);
-      return std::nullopt;
-    }
-    if (!line.empty() && line.back() == '\n') line.pop_back();
-    return line;
-  }
+// Asks on a terminal; elsewhere takes a line of the input. False at the end of input.
+bool readPassword(std::FILE* input, const std::string& root, std::string& password) {
+  if (input == nullptr || isatty(fileno(input)) != 1) return readLine(input, password);
+  std::fputs(("Password for " + root + ": ").c_str(), stderr);
+  return readHidden(password);
 }
 
 int sayNoLogin(const std::string& root) {
@@ -101,15 +47,15 @@ int sayNoLogin(const std::string& root) {
 }  // namespace
 
 int logIn(Job& job) {
-  const std::string root = job.provider->getRepositoryListEntry();
+  const std::string& root = job.session.root;
   if (!takesLogin(root)) return sayNoLogin(root);
-  const auto password = readPassword(job.input, "Password for " + root + ": ");
-  if (!password.has_value()) {
+  std::string password;
+  if (!readPassword(job.input, root, password)) {
     complain("no password was given; not logged in");
     return exitFailure;
   }
   const bool succeeded = waitFor("login", [&] {
-    return job.provider->login("", password->c_str(), root.c_str());  // the root names the user
+    return job.provider->login("", password.c_str(), root.c_str());  // the root names the user
   });
   if (!succeeded) return reportFailure(job.provider, "login");
   say("logged in to " + root);
@@ -117,7 +63,7 @@ int logIn(Job& job) {
 }
 
 int logOut(Job& job) {
-  const std::string root = job.provider->getRepositoryListEntry();
+  const std::string& root = job.session.root;
   if (!takesLogin(root)) return sayNoLogin(root);
   waitFor("logout", [&] { return job.provider->logout(); });
   // The operation always succeeds; only the last error shows that the client failed.

@@ -1,9 +1,6 @@
 #include "operations.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstring>
 #include <sstream>
 
 #include "console.h"
@@ -16,12 +13,13 @@ std::string findWarnings(const std::string& words) {
   std::string warnings;
   std::istringstream lines(words);
   for (std::string line; std::getline(lines, line);) {
-    const auto holds = [&](const char* text) { return line.find(text) != std::string::npos; };
-    const bool isTold = holds(": Updating ") || holds(": Examining ") ||
-                        holds("conflicts during merge") || holds(": conflicts found in ") ||
-                        holds("nonmergeable file needs merge") ||
-                        holds(" from repository is now in ") ||
-                        holds("file from working directory is now in ") || holds("' was lost");
+    bool isTold = false;
+    for (const char* told :
+         {": Updating ", ": Examining ", "conflicts during merge", ": conflicts found in ",
+          "nonmergeable file needs merge", " from repository is now in ",
+          "working directory is now in ", "' was lost"}) {
+      isTold = isTold || line.find(told) != line.npos;
+    }
     if (!isTold) warnings += (warnings.empty() ? "" : "\n") + line;
   }
   return warnings;
@@ -35,7 +33,7 @@ bool perform(Provider& provider, const std::string& command,
   const LastError after = provider.lastError();
   const std::string warnings = findWarnings(after.text);
   const bool isAdvice = after.command == "add";
-  if (!(after == before) && !isAdvice && !warnings.empty()) passOn(warnings);
+  if (after != before && !isAdvice && !warnings.empty()) passOn(warnings);
   return true;
 }
 
@@ -68,11 +66,9 @@ int runAsOne(Job& job, const Paths& paths, const std::string& command,
   Provider& provider = job.provider;
   const bool isBatch = paths.size() > 1;
   int status = exitSuccess;
-  if (isBatch) {
-    provider->preMulti();
-    for (const auto& path : paths) {
-      if (!runOn(job, path, command, operation)) status = exitFailure;
-    }
+  if (isBatch) provider->preMulti();
+  for (const auto& path : isBatch ? paths : Paths()) {
+    if (!runOn(job, path, command, operation)) status = exitFailure;
   }
   const bool succeeded = perform(provider, command, [&] {
     return isBatch ? provider->postMulti() : operation(asArgument(paths[0]).c_str());
@@ -82,54 +78,8 @@ int runAsOne(Job& job, const Paths& paths, const std::string& command,
   return reportFailure(provider, isBatch ? command : command + ' ' + shown(paths[0]));
 }
 
-bool fitOneCommand(const Job& job, const Paths& paths) {
-  // The system counts each word and a pointer to it, the environment too. It never takes more.
-  constexpr std::size_t most = 6 << 20, pointer = 8, forOptions = 1000;
-  const Configuration& configuration = job.session.configuration;
-  std::size_t size = job.line.message.size() + configuration.client.size() +
-                     configuration.root.size() + forOptions;
-  for (char** variable = environ; *variable != nullptr; ++variable) {
-    size += std::strlen(*variable) + 1 + pointer;
-  }
-  for (const auto& path : paths) size += asArgument(path).size() + 1 + pointer;
-  if (size <= std::min(most, static_cast<std::size_t>(sysconf(_SC_ARG_MAX)))) return true;
-  complain("the names of " + std::to_string(paths.size()) +
-           " files are more than one command line holds; name fewer, such as one directory");
-  return false;
-}
-
-bool reachesForeign(const std::vector<FileGroup>& groups, const Job& job) {
-  Paths foreign, own;
-  for (const auto& group : groups) {
-    if (group.state == FileGroup::State::foreign) foreign.push_back(group.directory);
-  }
-  if (foreign.empty()) return false;
-  const auto holdsForeign = [&](const std::string& directory) {
-    return std::any_of(foreign.begin(), foreign.end(), [&](const std::string& path) {
-      return directory == "." || path.rfind(directory + '/', 0) == 0;
-    });
-  };
-  for (const auto& group : groups) {
-    const std::size_t slash = group.directory.rfind('/');
-    const std::string parent =
-        slash == group.directory.npos ? "." : group.directory.substr(0, slash);
-    const bool isAsked =
-        std::find(job.paths.begin(), job.paths.end(), group.directory) != job.paths.end();
-    if (!group.isWhole || holdsForeign(group.directory)) {
-      for (const auto& file : group.files) own.push_back(file.path);
-    } else if (group.state != FileGroup::State::foreign && (isAsked || holdsForeign(parent))) {
-      own.push_back(group.directory);
-    }
-  }
-  std::string instead;
-  for (const auto& path : own) instead += ' ' + shown(path);
-  complain(std::string(job.line.command->name) + " would reach " + shown(foreign[0]) +
-           ", which belongs to another repository; name these instead:" + instead);
-  return true;
-}
-
-std::vector<FileGroup> findOwnFiles(const Job& job) {
-  std::vector<FileGroup> groups = findFiles(job.session.directory, job.paths);
+FileGroups findOwnFiles(const Job& job) {
+  FileGroups groups = findFiles(job.session.directory, job.paths);
   const auto isForeign = [](const FileGroup& group) {
     if (group.state != FileGroup::State::foreign) return false;
     complain(shown(group.directory) + " belongs to another repository and is left out");
@@ -137,4 +87,58 @@ std::vector<FileGroup> findOwnFiles(const Job& job) {
   };
   groups.erase(std::remove_if(groups.begin(), groups.end(), isForeign), groups.end());
   return groups;
+}
+
+bool reachesForeign(const FileGroups& groups, const Job& job) {
+  Paths foreign;
+  for (const auto& group : groups) {
+    if (group.state == FileGroup::State::foreign) foreign.push_back(group.directory);
+  }
+  if (foreign.empty()) return false;
+  const auto isAbove = [&](const std::string& directory) {
+    return std::any_of(foreign.begin(), foreign.end(), [&](const std::string& path) {
+      return directory == "." || path.rfind(directory + '/', 0) == 0;
+    });
+  };
+  std::string instead;
+  for (const auto& group : groups) {
+    if (group.state == FileGroup::State::foreign) continue;
+    if (!group.isWhole || isAbove(group.directory)) {
+      for (const auto& file : group.files) instead += ' ' + shown(file.path);
+    } else {
+      // Of a directory that has none below it, only the top is named.
+      const std::size_t slash = group.directory.rfind('/');
+      const bool isTop = std::count(job.paths.begin(), job.paths.end(), group.directory) > 0;
+      if (isTop ||
+          isAbove(slash == group.directory.npos ? "." : group.directory.substr(0, slash))) {
+        instead += ' ' + shown(group.directory);
+      }
+    }
+  }
+  complain(std::string(job.line.command->name) + " would reach " + shown(foreign[0]) +
+           ", which belongs to another repository; name these instead:" + instead);
+  return true;
+}
+
+bool sayChanges(const FileGroups& before, const FileGroups& after, const Describe& describe) {
+  std::map<std::string, std::pair<File, File>> files;
+  for (const auto& group : before) {
+    for (const auto& file : group.files) files[file.path].first = file;
+  }
+  for (const auto& group : after) {
+    for (const auto& file : group.files) files[file.path].second = file;
+  }
+  bool hasSaid = false;
+  for (const auto& [path, file] : files) {
+    const std::string line = describe(file.first, file.second);
+    if (!line.empty()) say(line);
+    hasSaid = hasSaid || !line.empty();
+  }
+  return hasSaid;
+}
+
+std::string describeChange(const std::string& verb, const std::string& path,
+                           const std::string& from, const std::string& to) {
+  const std::string arrow = from.empty() || from == to ? "" : ' ' + from + " ->";
+  return verb + ' ' + shown(path) + arrow + ' ' + to;
 }

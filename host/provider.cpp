@@ -23,55 +23,35 @@ std::string LastError::describe() const {
   return "cvs " + command + " said:\n" + text;
 }
 
-std::shared_ptr<const ProviderLibrary> ProviderLibrary::load(const std::string& file,
-                                                             std::string& error) {
-  const std::shared_ptr<ProviderLibrary> loaded(new ProviderLibrary);
-  loaded->library_ = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (loaded->library_ == nullptr) {
-    error = std::string("cannot load the provider: ") + dlerror();
-    return nullptr;
-  }
-  loaded->allocate_ = reinterpret_cast<decltype(&AllocateSourceCodeControlSystemInterface)>(
-      dlsym(loaded->library_, "AllocateSourceCodeControlSystemInterface"));
-  loaded->release_ = reinterpret_cast<decltype(&ReleaseSourceCodeControlSystemInterface)>(
-      dlsym(loaded->library_, "ReleaseSourceCodeControlSystemInterface"));
-  if (loaded->allocate_ != nullptr && loaded->release_ != nullptr) return loaded;
-  error = file + " is not a source-code-control provider";
-  return nullptr;
-}
-
-ProviderLibrary::~ProviderLibrary() {
-  if (library_ != nullptr) dlclose(library_);
+std::string loadLibrary(const std::string& file, Session& session) {
+  void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) return std::string("cannot load the provider: ") + dlerror();
+  session.allocate = reinterpret_cast<decltype(session.allocate)>(
+      dlsym(library, "AllocateSourceCodeControlSystemInterface"));
+  session.release = reinterpret_cast<decltype(session.release)>(
+      dlsym(library, "ReleaseSourceCodeControlSystemInterface"));
+  const bool isProvider = session.allocate != nullptr && session.release != nullptr;
+  return isProvider ? "" : file + " is not a source-code-control provider";
 }
 
 Provider::Provider(const Session& session)
-    : library_(session.library),
-      client_(session.configuration.client),
-      provider_(orThrow(library_->allocate_())) {
-  set("CVSExecutable", client_);
-  set("CVSRoot", session.configuration.root);
-  set("CVSEditSupported", session.configuration.edit ? "Yes" : "No");
-  set("CVSLoginRequired", session.configuration.login ? "Yes" : "No");
-}
-
-Provider::~Provider() {
-  library_->release_(provider_);
+    : session_(session), provider_(orThrow(session.allocate())) {
+  set("CVSExecutable", session.client);
+  set("CVSRoot", session.root);
+  set("CVSEditSupported", session.edit ? "Yes" : "No");
+  set("CVSLoginRequired", session.login ? "Yes" : "No");
 }
 
 void Provider::set(const char* key, const std::string& value) {
-  provider_->setOption((std::string("Environment/Source Code Control/") + key).c_str(),
-                       value.c_str());
-}
-
-LastError Provider::lastError() {
-  return {provider_->getLastErrorCommand(), provider_->getLastError()};
+  const std::string group = "Environment/Source Code Control/";
+  provider_->setOption((group + key).c_str(), value.c_str());
 }
 
 void Provider::forgetLastError() {
   // A client that cannot be started fails without words.
   set("CVSExecutable", "");
   provider_->iterateRemoteDirectory("", false);
-  set("CVSExecutable", client_);
+  set("CVSExecutable", session_.client);
 }
 
 FileState askStatus(Interface& provider, const char* path) {
@@ -94,6 +74,10 @@ std::optional<Names> listRepository(Provider& provider, const std::string& direc
   return names;
 }
 
+bool hasListingFailed(Interface& provider, int count) {
+  return count == 0 && std::string(provider.getLastErrorCommand()) == "rls";
+}
+
 std::string remotePath(Provider& provider, const std::string& path) {
   const std::string root = provider->getRemoteRoot();
   return root == "." ? path : root + '/' + path;
@@ -101,10 +85,6 @@ std::string remotePath(Provider& provider, const std::string& path) {
 
 bool isRemoteDirectory(Provider& provider, const std::string& path) {
   const std::filesystem::path remote = remotePath(provider, path);
-  const Names names = listRepository(provider, remote.parent_path(), true).value_or(Names());
+  const auto names = listRepository(provider, remote.parent_path(), true).value_or(Names());
   return std::find(names.begin(), names.end(), remote.filename()) != names.end();
-}
-
-bool hasListingFailed(Interface& provider, int count) {
-  return count == 0 && std::string(provider.getLastErrorCommand()) == "rls";
 }

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "SourceCodeControlSystemProviderInterface.h"
-#include "settings.h"
 
 // What the provider says of one file.
 struct FileState {
@@ -19,55 +17,45 @@ struct LastError {
   std::string command;  // empty before the first
   std::string text;
 
-  bool operator==(const LastError& other) const {
-    return command == other.command && text == other.text;
+  bool operator!=(const LastError& other) const {
+    return command != other.command || text != other.text;
   }
   // The client's words, in a form that completes a sentence.
   std::string describe() const;
 };
 
-// The shared library that providers come from.
-class ProviderLibrary {
- public:
-  // Null, with the reason in `error`, when it cannot be loaded.
-  static std::shared_ptr<const ProviderLibrary> load(const std::string& file, std::string& error);
-  ~ProviderLibrary();
-  ProviderLibrary(const ProviderLibrary&) = delete;
-  ProviderLibrary& operator=(const ProviderLibrary&) = delete;
-
- private:
-  friend class Provider;
-  ProviderLibrary() = default;
-
-  void* library_ = nullptr;
-  decltype(&AllocateSourceCodeControlSystemInterface) allocate_ = nullptr;
-  decltype(&ReleaseSourceCodeControlSystemInterface) release_ = nullptr;
-};
-
 // Everything needed to make providers for one working copy.
 struct Session {
   std::string directory;  // the working copy
-  std::shared_ptr<const ProviderLibrary> library;
-  Configuration configuration;
-  unsigned jobs = 1;  // how many clients may run at a time
+  std::string client;
+  std::string root;
+  bool edit = false;   // announced edits are tracked
+  bool login = false;  // login and logout run the client
+  unsigned jobs = 1;   // how many clients may run at a time
+  decltype(&AllocateSourceCodeControlSystemInterface) allocate = nullptr;
+  decltype(&ReleaseSourceCodeControlSystemInterface) release = nullptr;
 
   // A path in the working copy, as the system takes it.
   std::string pathOf(const std::string& path) const { return directory + '/' + path; }
 };
 
-// One provider. Its library stays loaded for as long as it lives. Only one thread may use it at a
-// time. Throws std::bad_alloc when the library has no memory for it.
+// Loads the shared library that providers come from; it stays loaded. Returns why that failed;
+// empty when it succeeded.
+std::string loadLibrary(const std::string& file, Session& session);
+
+// One provider, not tied to the working copy yet. Only one thread may use it at a time. Throws
+// std::bad_alloc when the library has no memory for it.
 class Provider {
  public:
   explicit Provider(const Session& session);
-  ~Provider();
+  ~Provider() { session_.release(provider_); }
   Provider(const Provider&) = delete;
   Provider& operator=(const Provider&) = delete;
 
   SourceCodeControlSystemProviderInterface* operator->() { return provider_; }
   SourceCodeControlSystemProviderInterface& object() { return *provider_; }
 
-  LastError lastError();
+  LastError lastError() { return {provider_->getLastErrorCommand(), provider_->getLastError()}; }
 
   // Afterwards the text of the last error is empty, so that the next one is known to be new. Also
   // drops the last listing.
@@ -76,8 +64,7 @@ class Provider {
  private:
   void set(const char* key, const std::string& value);
 
-  const std::shared_ptr<const ProviderLibrary> library_;
-  const std::string client_;
+  const Session& session_;
   SourceCodeControlSystemProviderInterface* const provider_;
 };
 
@@ -87,15 +74,15 @@ FileState askStatus(SourceCodeControlSystemProviderInterface& provider, const ch
 using Names = std::vector<std::string>;
 
 // The files, or else the directories, in a repository directory; "" is the top. None when the
-// client failed, as far as can be told: an empty listing and warnings look the same.
+// client failed, as far as can be told: an empty listing after an error looks the same.
 std::optional<Names> listRepository(Provider& provider, const std::string& directory,
                                     bool directories);
+
+// Whether a listing of so many names failed, as far as can be told.
+bool hasListingFailed(SourceCodeControlSystemProviderInterface& provider, int count);
 
 // Where a path of the working copy is in the repository.
 std::string remotePath(Provider& provider, const std::string& path);
 
 // Whether it is a directory there.
 bool isRemoteDirectory(Provider& provider, const std::string& path);
-
-// Whether a listing of so many names failed, as far as can be told.
-bool hasListingFailed(SourceCodeControlSystemProviderInterface& provider, int count);

@@ -1,9 +1,11 @@
 // The command-line host: drives a source-code-control provider as a development environment would.
 
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <limits>
 #include <set>
@@ -12,7 +14,8 @@
 #include "commands.h"
 #include "console.h"
 #include "files.h"
-#include "workingCopy.h"
+
+namespace fs = std::filesystem;  // for the text of paths only
 
 namespace {
 
@@ -34,47 +37,79 @@ const std::vector<Command> commands = {
     {"add", "PATH...", 1, any, "Put files and directories under version control", files, addFiles},
     {"commit", "[PATH...]", 0, any, "Commit what has changed", everything, commitFiles},
     {"update", "[PATH...]", 0, any, "Bring files up to date", everything, updateFiles},
-    {"revert", "PATH...", 1, any, "Replace files by what the repository has", files, revertFiles},
+    {"revert", "PATH...", 1, any, "Replace files by the repository's", files, revertFiles},
     {"cat", "PATH", 1, 1, "Write one revision of a file", files, printRevision},
     {"edit", "PATH...", 1, any, "Announce that files are being edited", files, editFiles},
     {"unedit", "PATH...", 1, any, "Withdraw that of unchanged files", files | adapter, uneditFiles},
     {"ls", "[PATH]", 0, 1, "List the files of a repository directory", nothing, listDirectory},
     {"mkdir", "PATH", 1, 1, "Create a repository directory", nothing, makeDirectory},
-    {"checkout", "LOCAL REMOTE", 2, 2, "Make LOCAL a working copy of REMOTE, its top level",
-     nothing, checkOut},
+    {"checkout", "LOCAL REMOTE", 2, 2, "Make LOCAL a working copy of REMOTE", nothing, checkOut},
     {"login", "", 0, 0, "Log in as the user that ROOT names", adapter | login, logIn},
     {"logout", "", 0, 0, "Log out", login, logOut},
     {"run", "[SCRIPT]", 0, 1, "Run operations by the interface's own names", adapter, runScript},
 };
 
+// The first text that is not empty.
+std::string choose(const std::string& first, const std::string& second, const char* variable) {
+  const char* third = std::getenv(variable);
+  return !first.empty() ? first : !second.empty() || third == nullptr ? second : third;
+}
+
+fs::path besideProgram(const std::string& name) {
+  return fs::path(resolve("/proc/self/exe").value_or("")).parent_path() / name;
+}
+
+// The provider's library: the one the user has named, else the one beside this program, else the
+// installed one.
+std::string findLibrary(const CommandLine& line) {
+  // A file, not a name for the loader to look up.
+  if (!line.library.empty()) return fs::absolute(line.library);
+  const fs::path beside = besideProgram(SCCHOST_LIBRARY_NAME);
+  return kindOf(beside) != FileKind::none
+             ? beside
+             : besideProgram(SCCHOST_LIBRARY_DIRECTORY) / SCCHOST_LIBRARY_NAME;
+}
+
+// Leaves the client's name in the environment, where the adapter looks for it.
+Session configure(const CommandLine& line) {
+  const int needs = line.command->needs;
+  std::string client = choose(line.client, "", "CVS_GNU_CLIENT");
+  if (client.empty()) client = "cvs";
+  // The client starts in directories of the working copy.
+  if (client.find('/') != client.npos) client = fs::absolute(client);
+  setenv("CVS_GNU_CLIENT", client.c_str(), 1);
+  // The adapter's shell takes time, so it runs only where its options are needed.
+  const fs::path adapted = besideProgram("cvs-gnu");
+  const bool isAdapted = (needs & adapter) != 0 && line.client.empty();
+  if (isAdapted && kindOf(adapted) == FileKind::regular) client = adapted;
+  // An ssh server turns away more than ten newcomers at a time.
+  const unsigned jobs = std::clamp(std::thread::hardware_concurrency(), 4u, 8u);
+  return {line.directory,
+          client,
+          choose(line.root, readRecordedRoot(line.directory), "CVSROOT"),
+          line.edit,
+          (needs & login) != 0,
+          line.jobs == 0 ? jobs : static_cast<unsigned>(line.jobs)};
+}
+
+bool canRunClient() {
+  return std::system("command -v -- \"$CVS_GNU_CLIENT\" >/dev/null") == 0;
+}
+
 // The paths in the form that the provider takes, each once. False, reported, for a bad path.
 bool resolvePaths(const CommandLine& line, Paths& paths) {
-  const std::string& directory = line.settings.directory;
   std::set<std::string> seen;
   for (const auto& path : line.arguments) {
-    const auto relative = relativePath(directory, path);
+    const auto relative = relativePath(line.directory, path);
     if (!relative.has_value()) {
-      complain(shown(path) + " lies outside the working copy " + directory +
+      complain(shown(path) + " lies outside the working copy " + line.directory +
                "; name another one with -C");
       return false;
     }
     if (seen.insert(*relative).second) paths.push_back(*relative);
   }
+  if (paths.empty()) paths.emplace_back(".");
   return true;
-}
-
-Configuration configure(const Settings& settings, int needs) {
-  std::string client = findClient(settings);
-  const std::string adapted = (needs & adapter) != 0 ? findAdapter(settings) : "";
-  // The adapter's shell takes time, so it runs only where its options are needed.
-  if (!adapted.empty()) setenv("CVS_GNU_CLIENT", client.c_str(), 1);
-  return {adapted.empty() ? client : adapted, findRoot(settings), settings.edit,
-          (needs & login) != 0};
-}
-
-// An ssh server turns away more than ten newcomers at a time.
-unsigned defaultJobs() {
-  return std::clamp(std::thread::hardware_concurrency(), 4u, 8u);
 }
 
 // Why a command cannot run; empty when it can.
@@ -83,12 +118,12 @@ std::string findObstacle(const Job& job, bool needsFiles) {
   if (needsFiles && !job.provider->setRoots(directory.c_str())) {
     return directory + " is not a working copy: it has no CVS/Repository that can be read";
   }
-  if (job.session.configuration.root.empty()) {
+  if (job.session.root.empty()) {
     return "which repository? " + directory +
            "/CVS/Root does not say, and CVSROOT is not set; name one with --root";
   }
   for (const auto& path : job.paths) {
-    const auto foreign = findForeign(directory, path);
+    const auto foreign = needsFiles ? findForeign(directory, path) : std::nullopt;
     if (!foreign.has_value()) continue;
     return shown(path) + " belongs to another repository; name its working copy with -C " +
            shown(job.session.pathOf(*foreign));
@@ -96,32 +131,27 @@ std::string findObstacle(const Job& job, bool needsFiles) {
   return "";
 }
 
-int runCommand(const CommandLine& line, LineReader& input) {
-  const Settings& settings = line.settings;
-  const int needs = line.command->needs;
+int runCommand(const CommandLine& line, std::FILE* input) {
   const auto fail = [&](const std::string& reason) {
     complain(reason);
     return line.command->failure;
   };
-  if (kindOf(settings.directory) != FileKind::directory) {
-    return fail("there is no directory " + settings.directory);
+  if (kindOf(line.directory) != FileKind::directory) {
+    return fail("there is no directory " + line.directory);
   }
+  const bool needsFiles = (line.command->needs & files) != 0;
   Paths paths;
-  if ((needs & files) != 0 && !resolvePaths(line, paths)) return exitUsage;
-  if (paths.empty() && (needs & everything) == everything) paths.emplace_back(".");
-  std::string error;
-  const Session session = {settings.directory, ProviderLibrary::load(findLibrary(settings), error),
-                           configure(settings, needs),
-                           line.jobs == 0 ? defaultJobs() : static_cast<unsigned>(line.jobs)};
-  if (session.library == nullptr) return fail(error);
+  if (needsFiles && !resolvePaths(line, paths)) return exitUsage;
+  Session session = configure(line);
+  const std::string error = loadLibrary(findLibrary(line), session);
+  if (!error.empty()) return fail(error);
   Provider provider(session);
   Job job = {line, session, provider, input, paths};
-  const std::string obstacle = findObstacle(job, (needs & files) != 0);
+  const std::string obstacle = findObstacle(job, needsFiles);
   if (!obstacle.empty()) return fail(obstacle);
   const int status = line.command->run(job);
-  const std::string client = findClient(settings);
-  if (status != exitSuccess && !canRun(client)) {
-    complain("there is no program " + client +
+  if (status != exitSuccess && !canRunClient()) {
+    complain(std::string("there is no program ") + std::getenv("CVS_GNU_CLIENT") +
              "; install it, or name another client with --client");
   }
   return status;
@@ -133,10 +163,10 @@ int main(int argc, char** argv) {
   signal(SIGCHLD, SIG_DFL);  // a parent that ignores it hands that down, and ends would be lost
   int failure = exitFailure;
   try {
-    LineReader input(takeStandardInput());
+    const FilePointer input = takeStandardInput();
     const CommandLine line = readCommandLine(argc, argv, commands);
     failure = line.command->failure;
-    const int status = runCommand(line, input);
+    const int status = runCommand(line, input.get());
     if (std::cout.flush()) return status;
     complain("cannot write the standard output");
   } catch (const std::exception& error) {

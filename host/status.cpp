@@ -106,25 +106,10 @@ class Totals {
 };
 
 std::string textOf(const FileStatus& file) {
-  switch (file.state) {
-    case State::told:
-      return file.answer.statusText;
-    case State::added:
-      return "added";
-    case State::removed:
-      return "removed";
-    case State::missing:
-      return "missing";
-    case State::conflict:
-      return "conflict";
-    case State::dead:
-      return "dead";
-    case State::noStatus:
-      return "no status";
-    case State::unknown:
-      break;
-  }
-  return "unknown";
+  // In the order of the states.
+  constexpr const char* texts[] = {"",         "added", "removed",   "missing",
+                                   "conflict", "dead",  "no status", "unknown"};
+  return file.state == State::told ? file.answer.statusText : texts[static_cast<int>(file.state)];
 }
 
 Row rowOf(const FileStatus& file) {

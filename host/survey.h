@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,7 +10,7 @@
 // In which state a file is.
 enum class State {
   told,   // the one that the provider tells, of a file that is here
-  added,  // scheduled, as the next
+  added,  // waits for a commit, as the next
   removed,
   missing,   // not here
   conflict,  // a merge left conflicts, and the provider tells nothing of the file
@@ -22,7 +21,7 @@ enum class State {
 
 // One file, and what is known of its state.
 struct FileStatus {
-  VersionedFile file;
+  File file;
   State state = State::noStatus;
   FileState answer;    // the provider's, if it was asked
   std::string reason;  // why the state is not known; empty when nothing went wrong
@@ -39,5 +38,5 @@ struct DirectoryStatus {
 
 // Asks about every file, several directories at a time, and passes the answers to the handler in
 // the order of the groups. The handler runs on the caller's thread; an exception ends the survey.
-void survey(const Session& session, const std::vector<FileGroup>& groups,
-            const std::function<void(DirectoryStatus)>& handle);
+void survey(const Session& session, const FileGroups& groups,
+            const std::function<void(const DirectoryStatus&)>& handle);

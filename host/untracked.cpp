@@ -7,8 +7,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "entries.h"
 #include "files.h"
+#include "workingCopy.h"
 
 namespace {
 
@@ -18,36 +18,26 @@ constexpr char defaultPatterns[] =
     "*$ *.old *.bak *.BAK *.orig *.rej .del-* *.a *.olb *.o *.obj *.so *.exe *.Z *.elc *.ln core";
 
 // A pattern "!" cancels all patterns before it.
-void addPatterns(std::istream& words, std::vector<std::string>& patterns) {
+void addPatterns(std::istream&& words, std::vector<std::string>& patterns) {
   for (std::string word; words >> word;) {
-    if (word == "!") {
-      patterns.clear();
-    } else {
-      patterns.push_back(word);
-    }
+    if (word == "!") patterns.clear();
+    if (word != "!") patterns.push_back(word);
   }
 }
 
-void addPatterns(const char* words, std::vector<std::string>& patterns) {
-  std::istringstream stream(words == nullptr ? "" : words);
-  addPatterns(stream, patterns);
-}
-
-void addPatternsOfFile(const std::string& path, std::vector<std::string>& patterns) {
-  std::ifstream file = openRegular(path);
-  addPatterns(file, patterns);
+std::string fromEnvironment(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? "" : value;
 }
 
 }  // namespace
 
 std::vector<std::string> findUntracked(const std::string& directory) {
   std::vector<std::string> patterns;
-  addPatterns(defaultPatterns, patterns);
-  if (const char* home = std::getenv("HOME")) {
-    addPatternsOfFile(std::string(home) + "/.cvsignore", patterns);
-  }
-  addPatterns(std::getenv("CVSIGNORE"), patterns);
-  addPatternsOfFile(directory + "/.cvsignore", patterns);
+  addPatterns(std::istringstream(defaultPatterns), patterns);
+  addPatterns(openRegular(fromEnvironment("HOME") + "/.cvsignore"), patterns);
+  addPatterns(std::istringstream(fromEnvironment("CVSIGNORE")), patterns);
+  addPatterns(openRegular(directory + "/.cvsignore"), patterns);
 
   const Entries entries = readEntries(directory).value_or(Entries());
   std::vector<std::string> names;
@@ -55,7 +45,7 @@ std::vector<std::string> findUntracked(const std::string& directory) {
     const auto matches = [&](const std::string& pattern) {
       return fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
     };
-    if (name == "CVS" || entries.find(name) != nullptr) continue;
+    if (name == "CVS" || entries.byName.count(name) > 0) continue;
     if (std::none_of(patterns.begin(), patterns.end(), matches)) names.push_back(std::move(name));
   }
   return names;

@@ -1,10 +1,14 @@
 #include "workingCopy.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <ctime>
 #include <filesystem>
 #include <set>
+#include <string_view>
 
 #include "files.h"
 #include "root.h"
@@ -13,24 +17,57 @@ namespace fs = std::filesystem;  // for the text of paths only
 
 namespace {
 
+// Cuts the next field, which ends at a slash, off the front of `line`.
+std::string takeField(std::string_view& line) {
+  const std::string_view field = line.substr(0, line.find('/'));
+  line.remove_prefix(std::min(field.size() + 1, line.size()));
+  return std::string(field);
+}
+
+// One line of an Entries file: "/NAME/REVISION/TIMESTAMP/OPTIONS/TAG" for a file, "D/NAME////" for
+// a directory, "D" where there are no directories.
+void applyEntry(std::string_view line, bool remove, Entries& entries) {
+  Entry entry;
+  entry.listed = true;
+  entry.directory = line.substr(0, 1) == "D";
+  entries.nameDirectories = entries.nameDirectories || entry.directory;
+  if (entry.directory) line.remove_prefix(1);
+  if (line.substr(0, 1) != "/") return;
+  line.remove_prefix(1);
+  const std::string name = takeField(line);
+  if (name.empty() || name == "." || name == ".." || line.empty()) return;
+  for (std::string* field : {&entry.revision, &entry.timestamp, &entry.options}) {
+    *field = takeField(line);
+  }
+  entries.byName.erase(name);
+  if (!remove) entries.byName.emplace(name, entry);
+}
+
+// A time as the client writes it.
+std::string timestampOf(const struct stat& file) {
+  struct tm utc = {};
+  char text[26] = "";
+  gmtime_r(&file.st_mtim.tv_sec, &utc);
+  return std::string(asctime_r(&utc, text) == nullptr ? "" : text).substr(0, 24);
+}
+
 // Gathers the files of findFiles, each once.
 class Finder {
  public:
   explicit Finder(const std::string& workingCopy)
       : workingCopy_(workingCopy), root_(readRecordedRoot(workingCopy)) {}
 
-  // What the administrative files say of a path.
-  VersionedFile look(const std::string& path) {
+  File look(const std::string& path) {
     const fs::path file(path);
     const auto& entries = entriesOf(file.parent_path().string());
-    const Entry* found = entries.has_value() ? entries->find(file.filename().string()) : nullptr;
-    return {path, found == nullptr ? std::nullopt : std::optional<Entry>(*found)};
+    if (!entries.has_value()) return look(path, {});
+    const auto found = entries->byName.find(file.filename().string());
+    return look(path, found == entries->byName.end() ? Entry() : found->second);
   }
 
   void addPath(const std::string& path) {
-    const VersionedFile file = look(path);
-    const bool isListed = file.entry.has_value() && file.entry->directory;
-    if (isListed || kindOf(workingCopy_ + '/' + path) == FileKind::directory) {
+    const File file = look(path);
+    if (file.entry.directory || kindOf(workingCopy_ + '/' + path) == FileKind::directory) {
       addDirectory(path);
     } else if (files_.insert(path).second) {
       const std::string parent = fs::path(path).parent_path().string();
@@ -48,9 +85,22 @@ class Finder {
     return !root.empty() && !root_.empty() && !isSameRepository(root, root_);
   }
 
-  std::vector<FileGroup> takeGroups() { return std::move(groups_); }
+  FileGroups takeGroups() { return std::move(groups_); }
 
  private:
+  File look(const std::string& path, const Entry& entry) const {
+    File file = {path, entry, false, false, {}};
+    struct stat found = {};
+    if (lstat((workingCopy_ + '/' + path).c_str(), &found) == -1) {
+      file.here = errno != ENOENT && errno != ENOTDIR;
+      return file;
+    }
+    file.here = true;
+    file.hasOpenConflict = entry.timestamp.find('+' + timestampOf(found)) != std::string::npos;
+    file.contents = {found.st_ino, found.st_size, found.st_mtim.tv_sec, found.st_mtim.tv_nsec};
+    return file;
+  }
+
   // Each directory's Entries are read once, however many files are asked for.
   const std::optional<Entries>& entriesOf(const std::string& directory) {
     const auto known = entries_.find(directory);
@@ -61,27 +111,24 @@ class Finder {
   FileGroup::State stateOf(const std::string& path) {
     if (isForeign(path)) return FileGroup::State::foreign;
     if (entriesOf(path).has_value()) return FileGroup::State::readable;
-    return isHere(workingCopy_ + '/' + path) ? FileGroup::State::unreadable
-                                             : FileGroup::State::missing;
+    const bool here = isHere(workingCopy_ + '/' + path);
+    return here ? FileGroup::State::unreadable : FileGroup::State::missing;
   }
 
   void addDirectory(const std::string& path) {
-    struct stat found = {};
-    stat((workingCopy_ + '/' + path).c_str(), &found);
-    const std::pair<dev_t, ino_t> identity(found.st_dev, found.st_ino);
-    const bool isInItself =
-        found.st_ino != 0 && std::count(open_.begin(), open_.end(), identity) > 0;
-    if (isInItself || !directories_.insert(path).second) return;
-    const FileGroup::State state = stateOf(path);
-    groups_.push_back({path, state, true, {}});
-    if (state != FileGroup::State::readable) return;
+    // A link may lead back to a directory in which the search is.
+    const std::string place = resolveExisting(workingCopy_ + '/' + path);
+    if (std::count(open_.begin(), open_.end(), place) > 0) return;
+    if (!directories_.insert(path).second) return;
+    groups_.push_back({path, stateOf(path), true, {}});
+    if (groups_.back().state != FileGroup::State::readable) return;
     const Entries& entries = *entriesOf(path);
     const std::string prefix = path == "." ? "" : path + '/';
     for (const auto& [name, entry] : entries.byName) {
       if (entry.directory || !files_.insert(prefix + name).second) continue;
-      groups_.back().files.push_back({prefix + name, entry});
+      groups_.back().files.push_back(look(prefix + name, entry));
     }
-    open_.push_back(identity);
+    open_.push_back(place);
     for (const auto& [name, entry] : entries.byName) {
       if (entry.directory) addDirectory(prefix + name);
     }
@@ -90,16 +137,16 @@ class Finder {
 
   const std::string& workingCopy_;
   const std::string root_;
-  std::vector<FileGroup> groups_;
+  FileGroups groups_;
   std::map<std::string, std::size_t> partial_;  // the group for single files of a directory
   std::set<std::string> files_, directories_;   // that are in a group
   std::map<std::string, std::optional<Entries>> entries_;  // by directory
-  std::vector<std::pair<dev_t, ino_t>> open_;              // the directories in which the search is
+  Paths open_;                                             // in which the search is, resolved
 };
 
 // The directories above a path, from the top down, and the path itself.
-std::vector<std::string> stepsOf(const std::string& path) {
-  std::vector<std::string> steps;
+Paths stepsOf(const std::string& path) {
+  Paths steps;
   for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
     steps.push_back(path.substr(0, slash));
   }
@@ -107,29 +154,68 @@ std::vector<std::string> stepsOf(const std::string& path) {
   return steps;
 }
 
-bool isLink(const std::string& path) {
-  struct stat found = {};
-  return lstat(path.c_str(), &found) == 0 && S_ISLNK(found.st_mode);
-}
-
 // A path below a root, both resolved, in the form that the provider takes; none when it is not.
-std::optional<std::string> relativeTo(const std::string& root, const fs::path& path) {
+std::optional<std::string> relativeTo(const fs::path& root, const fs::path& path) {
   const std::string relative = path.lexically_normal().lexically_relative(root).string();
   if (relative.empty() || relative == ".." || relative.rfind("../", 0) == 0) return std::nullopt;
-  return relative.size() > 1 && relative.back() == '/' ? relative.substr(0, relative.size() - 1)
-                                                       : relative;
+  return relative;
 }
 
 }  // namespace
 
-std::vector<FileGroup> findFiles(const std::string& workingCopy,
-                                 const std::vector<std::string>& paths) {
+Entries parseEntries(std::istream& main, std::istream& log) {
+  Entries entries;
+  std::string line;
+  while (std::getline(main, line)) applyEntry(line, false, entries);
+  while (std::getline(log, line)) {
+    const std::string what = line.substr(0, 2);
+    if (what == "A " || what == "R ") applyEntry(line.substr(2), what == "R ", entries);
+  }
+  return entries;
+}
+
+std::optional<Entries> readEntries(const std::string& directory) {
+  std::ifstream main = openRegular(directory + "/CVS/Entries");
+  std::ifstream log = openRegular(directory + "/CVS/Entries.Log");
+  if (!main) return std::nullopt;
+  Entries entries = parseEntries(main, log);
+  if (entries.nameDirectories) return entries;
+  for (const auto& name : listNames(directory)) {
+    if (kindOf(directory + '/' + name + "/CVS") == FileKind::directory) {
+      applyEntry("D/" + name + "////", false, entries);
+    }
+  }
+  return entries;
+}
+
+std::string readRecordedRoot(const std::string& directory) {
+  std::ifstream file = openRegular(directory + "/CVS/Root");
+  std::string root;
+  std::getline(file, root);
+  return root;
+}
+
+std::string baseCopyOf(const std::string& file) {
+  return fs::path(file).parent_path() / "CVS/Base" / fs::path(file).filename();
+}
+
+std::string readBaseRevision(const std::string& file) {
+  std::ifstream lines = openRegular(fs::path(file).parent_path() / "CVS/Baserev");
+  const std::string begin = 'B' + fs::path(file).filename().string() + '/';
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.rfind(begin, 0) == 0) return line.substr(begin.size(), line.size() - begin.size() - 1);
+  }
+  return "";
+}
+
+FileGroups findFiles(const std::string& workingCopy, const Paths& paths) {
   Finder finder(workingCopy);
   for (const auto& path : paths) finder.addPath(path);
   return finder.takeGroups();
 }
 
-VersionedFile findFile(const std::string& workingCopy, const std::string& path) {
+File findFile(const std::string& workingCopy, const std::string& path) {
   return Finder(workingCopy).look(path);
 }
 
@@ -148,18 +234,17 @@ std::optional<std::string> relativePath(const std::string& workingCopy, const st
   const fs::path name = given.filename();
   std::optional<std::string> relative;
   if (name != "." && name != "..") {
-    relative = relativeTo(root, resolveExisting(given.parent_path()) / name);
+    relative = relativeTo(root, fs::path(resolveExisting(given.parent_path())) / name);
   }
   if (!relative.has_value()) relative = relativeTo(root, resolveExisting(given));
   if (relative.has_value()) return relative;
   // The path of a directory that has moved elsewhere, with a link in its place, stays as it is.
   relative = relativeTo(root, given);
-  const bool climbs = std::find(given.begin(), given.end(), "..") != given.end();
-  if (climbs || !relative.has_value()) return std::nullopt;
-  for (const auto& step : stepsOf(*relative)) {
-    const VersionedFile file = findFile(workingCopy, step);
-    const bool isListed = file.entry.has_value() && file.entry->directory;
-    if (!isListed && isLink(root / step)) return std::nullopt;
+  if (std::find(given.begin(), given.end(), "..") != given.end()) return std::nullopt;
+  for (const auto& step : stepsOf(relative.value_or("."))) {
+    char target;
+    const bool isLink = readlink((root / step).c_str(), &target, 1) != -1;
+    if (isLink && !findFile(workingCopy, step).entry.directory) return std::nullopt;
   }
   return relative;
 }

@@ -1,22 +1,63 @@
 #pragma once
 
+#include <functional>
+#include <iosfwd>
+#include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "entries.h"
+// Reads the administrative files that the client keeps in each directory of a working copy.
 
-// Finds the files of a working copy by its administrative files.
+// What CVS/Entries says of a file or directory; empty for a name that is not listed.
+struct Entry {
+  bool listed = false;
+  bool directory = false;
+  std::string revision;   // of a file: "0" waits to be added, "-1.2" waits to be removed
+  std::string timestamp;  // as the client writes it, with extra words after a merge
+  std::string options;    // such as "-kb"
 
-// A file that somebody asks about.
-struct VersionedFile {
-  std::string path;            // relative to the working copy
-  std::optional<Entry> entry;  // none when the administrative files do not name it
-
-  bool isAdded() const { return entry.has_value() && entry->isAdded(); }
-  bool isRemoved() const { return entry.has_value() && entry->isRemoved(); }
-  std::string revision() const { return entry.has_value() ? entry->revision : ""; }
+  bool isAdded() const { return revision == "0"; }
+  bool isRemoved() const { return revision.rfind('-', 0) == 0; }
+  bool isMerged() const { return timestamp.rfind("Result of merge", 0) == 0; }
+  bool hasConflict() const { return timestamp.find('+') != std::string::npos; }
+  bool isBinary() const { return options.find("-kb") != std::string::npos; }
 };
+
+struct Entries {
+  std::map<std::string, Entry> byName;
+  bool nameDirectories = false;  // or say that there are none
+};
+
+// Reads the lines of CVS/Entries and of CVS/Entries.Log. The client notes changes in the log until
+// it writes CVS/Entries anew.
+Entries parseEntries(std::istream& main, std::istream& log);
+
+// None when CVS/Entries cannot be read. Where it says nothing of directories, every working-copy
+// directory that is there is listed, as the client counts them.
+std::optional<Entries> readEntries(const std::string& directory);
+
+// The repository that a working-copy directory records; empty when it records none.
+std::string readRecordedRoot(const std::string& directory);
+
+// The copy that the client keeps of a file being edited; "unedit" puts it back.
+std::string baseCopyOf(const std::string& file);
+
+// The revision from which that copy was taken; empty when none is recorded.
+std::string readBaseRevision(const std::string& file);
+
+// A file, as the administrative files and the system show it.
+struct File {
+  std::string path;  // relative to the working copy
+  Entry entry;
+  bool here = false;
+  bool hasOpenConflict = false;  // nobody has changed it since a merge left conflicts in it
+  // Inode, size, seconds and nanoseconds: equal as long as nobody writes or replaces the file.
+  std::tuple<unsigned long long, long long, long long, long> contents;
+};
+
+using Paths = std::vector<std::string>;
 
 // Files of one directory.
 struct FileGroup {
@@ -29,18 +70,19 @@ struct FileGroup {
   std::string directory;  // relative to the working copy, "." for its root
   State state = State::readable;
   bool isWhole = false;  // all files of the directory, not just some
-  std::vector<VersionedFile> files;
+  std::vector<File> files;
 };
+
+using FileGroups = std::vector<FileGroup>;
 
 // A path of a file gives that file, even when the administrative files do not name it; such files
 // are grouped by directory. A directory gives every file that they name below it, sorted by name,
 // before the files of its subdirectories; links to directories are followed as the client does. No
 // file comes twice under one name.
-std::vector<FileGroup> findFiles(const std::string& workingCopy,
-                                 const std::vector<std::string>& paths);
+FileGroups findFiles(const std::string& workingCopy, const Paths& paths);
 
 // What findFiles finds for the path of a file.
-VersionedFile findFile(const std::string& workingCopy, const std::string& path);
+File findFile(const std::string& workingCopy, const std::string& path);
 
 // The first directory on a path that records another repository than the working copy itself does;
 // none when there is none.

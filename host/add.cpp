@@ -1,6 +1,5 @@
 #include <set>
 
-#include "commands.h"
 #include "console.h"
 #include "files.h"
 #include "operations.h"
@@ -28,15 +27,6 @@ std::string findObstacle(const Job& job, const File& file) {
          "with cvs add -kb, and commit; --force adds it where the repository's cvswrappers mark it";
 }
 
-// Adds the directories on a path that are not under version control.
-void addNewDirectories(const Session& session, const std::string& path,
-                       std::set<std::string>& directories) {
-  for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
-    const std::string directory = path.substr(0, slash);
-    if (!isUnderControl(session.pathOf(directory))) directories.insert(directory);
-  }
-}
-
 }  // namespace
 
 int addFiles(Job& job) {
@@ -47,14 +37,17 @@ int addFiles(Job& job) {
   for (const auto& path : job.paths) {
     before.push_back(findFile(session.directory, path));
     const std::string obstacle = findObstacle(job, before.back());
-    if (!obstacle.empty()) complain(shown(path) + ' ' + obstacle);
-    if (!obstacle.empty()) status = exitFailure;
-    const bool isDirectory = kindOf(session.pathOf(path)) == FileKind::directory;
-    addNewDirectories(session, isDirectory ? path + '/' : path, directories);
+    if (!obstacle.empty()) status = fail(shown(path) + ' ' + obstacle);
+    for (const auto& step : stepsOf(path)) {
+      const std::string place = session.pathOf(step);
+      const bool isDirectory = kindOf(place) == FileKind::directory;
+      if (isDirectory && !isUnderControl(place)) directories.insert(step);
+    }
   }
   if (status != exitSuccess) return status;
-  status = runAsOne(job, job.paths, "add",
-                    [&](const char* file) { return job.provider->addFile(file, messageOf(job)); });
+  status = runAsOne(job, job.paths, "add", [&](const char* file) {
+    return job.provider->addFile(file, job.line.message.c_str());
+  });
   for (const auto& directory : directories) {
     if (isUnderControl(session.pathOf(directory))) say("added directory " + shown(directory));
   }

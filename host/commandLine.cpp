@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <variant>
 
 #include "console.h"
 
@@ -20,43 +21,43 @@ struct Option {
   char letter;  // 0 for none
   const char* name;
   const char* value;     // what its value is called; null for a switch
-  const char* commands;  // those that take it, each between blanks; null: all
+  const char* commands;  // those that take it, with blanks between them; null: all
   const char* description;
-  Text text;  // where the value goes; null for a switch and for -j
-  Switch on;
+  std::variant<std::monostate, Text, Switch> target;  // none for a number
 };
 
 constexpr Option options[] = {
     {'C', "directory", "DIR", nullptr, "The working copy; else the current directory",
-     &Line::directory, nullptr},
+     &Line::directory},
     {0, "client", "EXE", nullptr,
      "The client to run; else the one in CVS_GNU_CLIENT, else cvs, and for login, unedit and run "
      "by way of the adapter cvs-gnu",
-     &Line::client, nullptr},
+     &Line::client},
     {0, "root", "ROOT", nullptr, "The repository; else what the working copy says, else CVSROOT",
-     &Line::root, nullptr},
-    {0, "edit", nullptr, nullptr, "Track announced edits", nullptr, &Line::edit},
+     &Line::root},
+    {0, "edit", nullptr, nullptr, "Track announced edits", &Line::edit},
     {0, "library", "FILE", nullptr,
-     "The provider; else the one beside this program, else the installed one", &Line::library,
-     nullptr},
-    {'j', "jobs", "N", " status commit diff ",
-     "How many clients may run at a time; else the number of processors, but from 4 to 8", nullptr,
-     nullptr},
-    {0, "changed", nullptr, " status ", "Leave out what is up to date and not edited", nullptr,
+     "The provider; else the one beside this program, else the installed one", &Line::library},
+    {'j',
+     "jobs",
+     "N",
+     "status commit diff",
+     "How many clients may run at a time; else the number of processors, but from 4 to 8",
+     {}},
+    {0, "changed", nullptr, "status", "Leave out what is up to date and not edited",
      &Line::changed},
-    {0, "untracked", nullptr, " status ", "Also list what is not under version control, as ?",
-     nullptr, &Line::untracked},
-    {'m', "message", "TEXT", " add commit ", "The log message; else \"no comment\"", &Line::message,
-     nullptr},
-    {0, "clean", nullptr, " update edit ", "Discard local changes", nullptr, &Line::clean},
-    {0, "revert", nullptr, " unedit ", "Discard changes: replace files by the repository's",
-     nullptr, &Line::revert},
-    {'r', "revision", "REVISION", " cat ", "Revision or tag; else HEAD", &Line::revision, nullptr},
-    {'o', "output", "FILE", " cat ", "The file to write, seen from here; else the standard output",
-     &Line::output, nullptr},
-    {0, "force", nullptr, " add cat ", "Take a binary file, although it is handled as text",
-     nullptr, &Line::force},
-    {'d', "directories", nullptr, " ls ", "List the directories instead of the files", nullptr,
+    {0, "untracked", nullptr, "status", "Also list what is not under version control, as ?",
+     &Line::untracked},
+    {'m', "message", "TEXT", "add commit", "The log message; else \"no comment\"", &Line::message},
+    {0, "clean", nullptr, "update edit", "Discard local changes", &Line::clean},
+    {0, "revert", nullptr, "unedit", "Discard changes: replace files by the repository's",
+     &Line::revert},
+    {'r', "revision", "REVISION", "cat", "Revision or tag; else HEAD", &Line::revision},
+    {'o', "output", "FILE", "cat", "The file to write, seen from here; else the standard output",
+     &Line::output},
+    {0, "force", nullptr, "add cat", "Take a binary file, although it is handled as text",
+     &Line::force},
+    {'d', "directories", nullptr, "ls", "List the directories instead of the files",
      &Line::directories},
 };
 
@@ -65,8 +66,8 @@ int keyOf(const Option& option) {
 }
 
 bool takes(const std::string& command, const Option& option) {
-  return option.commands == nullptr ||
-         std::string(option.commands).find(' ' + command + ' ') != std::string::npos;
+  const std::string commands = option.commands == nullptr ? command : option.commands;
+  return (' ' + commands + ' ').find(' ' + command + ' ') != std::string::npos;
 }
 
 // State of the parser.
@@ -80,10 +81,10 @@ struct Reading {
 constexpr unsigned long mostJobs = 1000;
 
 void store(const Option& option, const char* value, CommandLine& line) {
-  if (option.on != nullptr) {
-    line.*option.on = true;
-  } else if (option.text != nullptr) {
-    line.*option.text = value;
+  if (const auto* on = std::get_if<Switch>(&option.target)) {
+    line.** on = true;
+  } else if (const auto* text = std::get_if<Text>(&option.target)) {
+    line.** text = value;
   } else {
     // Anything but a number becomes one that is refused.
     const bool isNumber = std::string(value).find_first_not_of("0123456789") == std::string::npos;
@@ -103,6 +104,8 @@ void checkUsage(Reading& reading, const argp_state* state) {
     return;
   }
   line.command = &*command;
+  if (line.message.empty()) line.message = "no comment";
+  line.clean = line.clean || reading.name == "revert";
   for (const auto* option : reading.taken) {
     if (!takes(reading.name, *option)) {
       argp_error(state, "%s has no option --%s", command->name, option->name);
@@ -161,10 +164,8 @@ std::vector<argp_option> describeOptions(std::vector<std::string>& texts) {
   std::vector<argp_option> described;
   texts.reserve(std::size(options));
   for (const auto& option : options) {
-    const std::string commands = option.commands == nullptr ? "" : option.commands;
-    const bool isForAll = commands.empty();
-    texts.push_back(isForAll ? option.description
-                             : commands.substr(1, commands.size() - 2) + ": " + option.description);
+    const bool isForAll = option.commands == nullptr;
+    texts.push_back((isForAll ? "" : option.commands + std::string(": ")) + option.description);
     described.push_back(
         {option.name, keyOf(option), option.value, 0, texts.back().c_str(), isForAll ? 1 : 2});
   }

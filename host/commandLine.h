@@ -17,7 +17,7 @@ struct Command {
   int failure = 1;  // the exit status when it cannot run
 };
 
-// What the user has asked for; an empty text where the user has said nothing.
+// What the user has asked for; mostly an empty text where the user has said nothing.
 struct CommandLine {
   const Command* command = nullptr;
   std::vector<std::string> arguments;

@@ -1,7 +1,8 @@
 #pragma once
 
+#include <cstdio>
+
 #include "commandLine.h"
-#include "input.h"
 #include "provider.h"
 #include "workingCopy.h"
 
@@ -20,7 +21,6 @@ int showDifferences(Job& job);
 int addFiles(Job& job);
 int commitFiles(Job& job);
 int updateFiles(Job& job);
-int revertFiles(Job& job);
 int printRevision(Job& job);
 int editFiles(Job& job);
 int uneditFiles(Job& job);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "commands.h"
 #include "console.h"
 #include "files.h"
 #include "operations.h"
@@ -11,21 +10,24 @@
 
 namespace {
 
+// Whether a text, but for some of these characters, ends in a marker.
+bool endsIn(const std::string& marker, const std::string& but, std::string text) {
+  text.erase(text.find_last_not_of(but) + 1);
+  return text.size() >= marker.size() &&
+         text.compare(text.size() - marker.size(), marker.size(), marker) == 0;
+}
+
 // Whether a file contains the markers of a conflict in their order: the first with the file's own
 // name, the last with a revision. A text without line end shares its line with the next marker.
 bool containsMarkers(const std::string& path) {
   const std::string first = "<<<<<<< " + path.substr(path.rfind('/') + 1);
-  const std::string second = "=======", last = ">>>>>>> ";
   std::ifstream file = openRegular(path);
   int found = 0;
   for (std::string line; found < 3 && std::getline(file, line);) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    std::size_t end = line.size();
-    if (found == 2) end = line.find_last_not_of("0123456789.") + 1;
-    const std::string& marker = found == 1 ? second : last;
-    const bool isMarker = end >= marker.size() && (found == 1 || end < line.size()) &&
-                          line.compare(end - marker.size(), marker.size(), marker) == 0;
-    if (found == 0 ? line == first : isMarker) ++found;
+    const bool isNext = found == 0   ? line == first || line == first + '\r'
+                        : found == 1 ? endsIn("=======", "\r", line)
+                                     : endsIn(">>>>>>> ", "0123456789.\r", line);
+    if (isNext) ++found;
   }
   return found == 3;
 }
@@ -48,7 +50,7 @@ bool addChanged(const Job& job, const FileGroups& groups, Paths& changed) {
       const std::string& path = file.file.path;
       const bool isNamed = std::count(job.paths.begin(), job.paths.end(), path) > 0;
       complaints.add(path, file.reason);
-      if (!isNamed) complaints.addOne(path, findObstacle(job.session, file));
+      if (!isNamed) complaints.add(path, findObstacle(job.session, file), true);
       const bool isScheduled = file.state == State::added || file.state == State::removed;
       if (isScheduled || file.isModified()) changed.push_back(path);
     }
@@ -101,7 +103,7 @@ int commitFiles(Job& job) {
   for (std::size_t i = named; i < changed.size(); ++i) say("committing " + shown(changed[i]));
   const FileGroups before = findFiles(directory, changed);
   const int status = runAsOne(job, changed, "commit", [&](const char* file) {
-    return job.provider->checkin(file, messageOf(job));
+    return job.provider->checkin(file, job.line.message.c_str());
   });
   const bool hasSaid = sayChanges(before, findFiles(directory, changed), describeCommit);
   if (status == exitSuccess && !hasSaid) say("nothing is modified");

@@ -1,11 +1,11 @@
 #include "console.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
-#include <cstring>
 #include <iostream>
 
 #include "words.h"
@@ -14,11 +14,6 @@ namespace {
 
 bool isControl(char c) {
   return std::iscntrl(static_cast<unsigned char>(c)) != 0;
-}
-
-void replaceControls(std::string& text, const char* except) {
-  const auto isBad = [&](char c) { return isControl(c) && std::strchr(except, c) == nullptr; };
-  std::replace_if(text.begin(), text.end(), isBad, '?');
 }
 
 }  // namespace
@@ -31,15 +26,19 @@ void complain(const std::string& sentence) {
   passOn("scchost: " + sentence);
 }
 
-void passOn(const std::string& words) {
-  std::cout.flush();  // keeps the two streams in order
-  std::string text = words;
-  if (isatty(STDERR_FILENO) == 1) replaceControls(text, "\n\t");
-  std::cerr << text << '\n';
+int fail(const std::string& sentence) {
+  complain(sentence);
+  return exitFailure;
 }
 
-std::string printable(std::string text) {
-  replaceControls(text, "");
+void passOn(const std::string& words) {
+  std::cout.flush();  // keeps the two streams in order
+  std::cerr << (isatty(STDERR_FILENO) == 1 ? printable(words, "\n\t") : words) << '\n';
+}
+
+std::string printable(std::string text, const std::string& except) {
+  const auto isBad = [&](char c) { return isControl(c) && except.find(c) == except.npos; };
+  std::replace_if(text.begin(), text.end(), isBad, '?');
   return text;
 }
 
@@ -49,16 +48,11 @@ std::string shown(const std::string& name) {
   return isPlain && name[0] != '"' && name[0] != '\'' ? name : quoteWord(name.c_str());
 }
 
-void Complaints::add(const std::string& path, const std::string& reason) {
-  if (complaints_.empty() || complaints_.back().reason != reason) {
-    addOne(path, reason);
-  } else {
-    ++complaints_.back().files;
-  }
-}
-
-void Complaints::addOne(const std::string& path, const std::string& reason) {
-  if (!reason.empty()) complaints_.push_back({path, reason, 1});
+void Complaints::add(const std::string& path, const std::string& reason, bool byItself) {
+  if (reason.empty()) return;
+  const bool isSame = !complaints_.empty() && complaints_.back().reason == reason;
+  if (byItself || !isSame) complaints_.push_back({path, reason, 0});
+  ++complaints_.back().files;
 }
 
 int Complaints::report() const {
@@ -70,11 +64,30 @@ int Complaints::report() const {
 }
 
 bool isCapableTerminal(int descriptor) {
-  const char* terminal = std::getenv("TERM");
-  return isatty(descriptor) == 1 && terminal != nullptr && std::string(terminal) != "dumb";
+  return isatty(descriptor) == 1 && fromEnvironment("TERM", "dumb") != "dumb";
 }
 
 bool isColourTerminal(int descriptor) {
-  const char* noColour = std::getenv("NO_COLOR");
-  return isCapableTerminal(descriptor) && (noColour == nullptr || *noColour == '\0');
+  return isCapableTerminal(descriptor) && fromEnvironment("NO_COLOR").empty();
+}
+
+bool readLine(std::FILE* file, std::string& line) {
+  char* text = nullptr;
+  std::size_t size = 0;
+  const ssize_t length = file == nullptr ? -1 : getline(&text, &size, file);
+  line.assign(text, length < 0 ? 0 : static_cast<std::size_t>(length));
+  std::free(text);
+  if (!line.empty() && line.back() == '\n') line.pop_back();
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return length >= 0;
+}
+
+FilePointer takeStandardInput() {
+  const int taken = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int nothing = open("/dev/null", O_RDONLY);
+  if (nothing != STDIN_FILENO) {
+    dup2(nothing, STDIN_FILENO);
+    close(nothing);
+  }
+  return FilePointer(taken == -1 ? nullptr : fdopen(taken, "r"));
 }

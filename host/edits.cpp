@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <ctime>
 
-#include "commands.h"
 #include "console.h"
 #include "files.h"
 #include "kept.h"
@@ -35,22 +34,17 @@ bool isReplaceable(Job& job, const File& file) {
   return false;
 }
 
-// Replaces a file by the repository's and announces an edit. Returns whether that succeeded.
-bool editClean(Job& job, const File& file) {
-  if (!isReplaceable(job, file)) return false;
-  const std::string& revision = file.entry.revision;
-  KeptFiles kept(job.session.directory);
-  // The client would not replace it, and the provider would not ask it to.
-  if (file.hasOpenConflict) kept.keep(file);
-  kept.keepBackup(file.path, revision);
+// Replaces a file by the repository's and announces an edit. Returns the exit status.
+int editClean(Job& job, const File& file) {
+  if (!isReplaceable(job, file)) return exitFailure;
+  // With a conflict, the client would not replace it, and the provider would not ask it to.
+  KeptTexts kept(job.session.directory, file, file.entry.revision, file.hasOpenConflict);
   const bool isFetched = !file.hasOpenConflict || fetch(job, file.path, false);
   const bool succeeded = isFetched && announce(job, file.path, !file.hasOpenConflict);
   kept.end(succeeded);
-  if (succeeded || kept.isReplaced(file.path, revision)) {
-    const std::string verb = succeeded ? "editing " : "reverted ";
-    say(verb + shown(file.path) + kept.describe(file.path, revision));
-  }
-  return succeeded;
+  const std::string verb = succeeded ? "editing " : "reverted ";
+  if (succeeded || kept.isReplaced()) say(verb + shown(file.path) + kept.describe());
+  return succeeded ? exitSuccess : exitFailure;
 }
 
 // Whether unedit would put back just what is there.
@@ -85,21 +79,17 @@ bool bringBack(Job& job, const File& file) {
   return false;
 }
 
-// Withdraws the edit of one file. The client puts the copy from the time of the edit back, so what
-// has to survive is looked at right before.
-bool withdraw(Job& job, const File& file) {
+// Withdraws the edit of one file and returns the exit status. The client puts the copy from the
+// time of the edit back, so what has to survive is looked at right before.
+int withdraw(Job& job, const File& file) {
   const bool revert = job.line.revert;
   const std::string place = job.session.pathOf(file.path), revision = readBaseRevision(place);
   const bool isSafe = !file.here || isUnchanged(place);
-  if (!isSafe && !revert) {
-    complain(describeRefusal(job, file, revision));
-    return false;
-  }
-  if (revert && !isReplaceable(job, file)) return false;
-  KeptFiles kept(job.session.directory);
-  if (revert && (!isSafe || file.hasOpenConflict)) kept.keep(file);
-  kept.keepBackup(file.path, revision);
-  if (!isHere(place) && !bringBack(job, file)) return false;
+  if (!isSafe && !revert) return fail(describeRefusal(job, file, revision));
+  if (revert && !isReplaceable(job, file)) return exitFailure;
+  const bool isInTheWay = revert && (!isSafe || file.hasOpenConflict);
+  KeptTexts kept(job.session.directory, file, revision, isInTheWay);
+  if (!isHere(place) && !bringBack(job, file)) return exitFailure;
   const bool needsNewCopy = !revert && !isUnchanged(place);
   const bool succeeded = (!needsNewCopy || announce(job, file.path, false)) &&
                          runOn(job, file.path, "unedit", [&](const char* name) {
@@ -107,25 +97,24 @@ bool withdraw(Job& job, const File& file) {
                          });
   kept.end(succeeded);
   if (!file.here) say("restored " + shown(file.path));
-  const bool isReplaced = kept.isReplaced(file.path, revision);
-  const std::string verb = isReplaced ? "reverted " : "released ";
-  if (succeeded || isReplaced) say(verb + shown(file.path) + kept.describe(file.path, revision));
-  return succeeded;
+  const std::string verb = kept.isReplaced() ? "reverted " : "released ";
+  if (succeeded || kept.isReplaced()) say(verb + shown(file.path) + kept.describe());
+  return succeeded ? exitSuccess : exitFailure;
 }
 
-// Calls a function for each file of the job, and returns the exit status: that of a failure when
-// the function fails for one, or when not all files are known.
-int forEachFile(const Job& job, const std::function<bool(const File& file)>& handle) {
+// Calls a function for each file of the job. Returns the exit status: that of a failure when the
+// function returns one, or when not all files are known.
+int forEachFile(const Job& job, const std::function<int(const File& file)>& handle) {
   int status = exitSuccess;
   for (const auto& group : findOwnFiles(job)) {
+    const std::string name = shown(group.directory);
     if (group.state == FileGroup::State::missing) {
-      complain(shown(group.directory) + " is a missing directory; cvs update -d restores it");
+      status = fail(name + " is a missing directory; cvs update -d restores it");
     } else if (group.state == FileGroup::State::unreadable) {
-      complain("cannot tell what is in " + shown(group.directory));
+      status = fail("cannot tell what is in " + name);
     }
-    if (group.state != FileGroup::State::readable) status = exitFailure;
     for (const auto& file : group.files) {
-      if (!handle(file)) status = exitFailure;
+      status = std::max(status, handle(file));
     }
   }
   return status;
@@ -155,8 +144,8 @@ int uneditFiles(Job& job) {
     const bool isNamed = std::count(job.paths.begin(), job.paths.end(), file.path) > 0;
     const bool hasCopy = isEdited(job, file);
     isAnyEdited = isAnyEdited || hasCopy;
-    if (isNamed && !hasCopy) complain(shown(file.path) + " is not being edited");
-    return hasCopy ? withdraw(job, file) : !isNamed;
+    if (hasCopy) return withdraw(job, file);
+    return isNamed ? fail(shown(file.path) + " is not being edited") : exitSuccess;
   });
   if (!isAnyEdited && status == exitSuccess) say("nothing is being edited");
   return status;

@@ -7,13 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
-#include <memory>
 #include <system_error>
-#include <utility>
 
 FileKind kindOf(const std::string& path) {
   struct stat found = {};
@@ -55,6 +52,11 @@ std::vector<std::string> listNames(const std::string& directory) {
   return names;
 }
 
+std::string fromEnvironment(const char* name, const std::string& otherwise) {
+  const char* value = std::getenv(name);
+  return value == nullptr || *value == '\0' ? otherwise : value;
+}
+
 std::ifstream openRegular(const std::string& path) {
   std::ifstream file;
   file.setstate(std::ios::failbit);
@@ -88,21 +90,15 @@ bool moveFile(const std::string& from, const std::string& to) {
   return false;
 }
 
-bool Descriptor::close() {
-  const int closed = std::exchange(descriptor_, -1);
-  return closed == -1 || ::close(closed) == 0;
-}
-
-int openTemporary() {
-  const char* directory = std::getenv("TMPDIR");
-  std::string path = directory == nullptr || *directory == '\0' ? P_tmpdir : directory;
-  path += "/scchostXXXXXX";
-  const int opened = mkostemp(path.data(), O_CLOEXEC);
-  if (opened == -1) throw std::system_error(errno, std::generic_category(), "cannot make " + path);
+FilePointer openTemporary() {
+  std::string path = fromEnvironment("TMPDIR", P_tmpdir) + "/scchostXXXXXX";
+  FilePointer file(fdopen(mkostemp(path.data(), O_CLOEXEC), "r+"));
+  if (file == nullptr)
+    throw std::system_error(errno, std::generic_category(), "cannot make " + path);
   unlink(path.c_str());
-  return opened;
+  return file;
 }
 
-std::string pathOf(const Descriptor& file) {
-  return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(file.get());
+std::string pathOf(const FilePointer& file) {
+  return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fileno(file.get()));
 }

@@ -1,12 +1,14 @@
 #pragma once
 
+#include <cstdio>
 #include <fstream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-// Files as the system sees them. std::filesystem is not asked: in a 32-bit program it fails for a
-// file whose time lies after 2038.
+// Files and the environment as the system sees them. std::filesystem is not asked: in a 32-bit
+// program it fails for a file whose time lies after 2038.
 
 enum class FileKind { none, regular, directory, other };
 
@@ -26,6 +28,9 @@ std::string resolveExisting(const std::string& path);
 // The sorted names in a directory, without "." and ".."; none when it cannot be read.
 std::vector<std::string> listNames(const std::string& directory);
 
+// The value of a variable, or the other text where it is unset or empty.
+std::string fromEnvironment(const char* name, const std::string& otherwise = "");
+
 // Opens a regular file for reading. Other kinds are not opened: a pipe would be waited for.
 std::ifstream openRegular(const std::string& path);
 
@@ -37,25 +42,14 @@ bool holdsNul(const std::string& path);
 // Renames a file, unless the new name is taken (EEXIST). Sets errno on failure.
 bool moveFile(const std::string& from, const std::string& to);
 
-// Owns an open descriptor, or none (-1).
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-  ~Descriptor() { close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const { return descriptor_; }
-  // Returns whether everything written has arrived. Sets errno when it has not.
-  bool close();
-
- private:
-  int descriptor_;
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
 };
+using FilePointer = std::unique_ptr<std::FILE, CloseFile>;
 
 // Opens a file without a name in the system's temporary directory: nothing is left of it however
 // the program ends. Throws std::system_error when there can be none.
-int openTemporary();
+FilePointer openTemporary();
 
-// Leads this process and its children to the file behind a descriptor of its own.
-std::string pathOf(const Descriptor& file);
+// Leads this process and its children to an open file, from its start.
+std::string pathOf(const FilePointer& file);

@@ -1,6 +1,5 @@
 #include "kept.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -17,68 +16,48 @@ std::string backupOf(const std::string& path, const std::string& revision) {
 
 }  // namespace
 
-KeptFiles::~KeptFiles() {
+KeptTexts::KeptTexts(const std::string& workingCopy, const File& file, const std::string& revision,
+                     bool movesFile)
+    : directory_(workingCopy + '/'), path_(file.path), backup_(backupOf(path_, revision)) {
+  if (movesFile) text_ = moveAway(path_, backupOf(path_, file.entry.revision));
+  if (isHere(directory_ + backup_)) earlier_ = moveAway(backup_, backup_);
+}
+
+KeptTexts::~KeptTexts() {
   if (!hasEnded_) end(false);
 }
 
-void KeptFiles::keep(const File& file) {
-  move(file.path, backupOf(file.path, file.entry.revision), false);
-}
-
-void KeptFiles::keepBackup(const std::string& path, const std::string& revision) {
-  const std::string backup = backupOf(path, revision);
-  if (isHere(workingCopy_ + '/' + backup)) move(backup, backup, true);
-}
-
-void KeptFiles::move(const std::string& from, const std::string& backup, bool isBackup) {
-  std::string to = backup + ".kept";
-  for (int number = 2; !moveFile(workingCopy_ + '/' + from, workingCopy_ + '/' + to); ++number) {
-    if (errno != EEXIST) {
-      throw std::system_error(errno, std::generic_category(), "cannot move " + from + " to " + to);
-    }
-    to = backup + ".kept." + std::to_string(number);
+std::string KeptTexts::moveAway(const std::string& path, const std::string& name) const {
+  std::string to = name + ".kept";
+  for (int number = 2; !moveFile(directory_ + path, directory_ + to); ++number) {
+    const std::string what = "cannot move " + path + " to " + to;
+    if (errno != EEXIST) throw std::system_error(errno, std::generic_category(), what);
+    to = name + ".kept." + std::to_string(number);
   }
-  kept_.push_back({from, to, isBackup, false});
+  return to;
 }
 
-void KeptFiles::end(bool succeeded) {
+void KeptTexts::end(bool succeeded) {
   hasEnded_ = true;
-  for (auto& file : kept_) {
-    if (succeeded && !file.isBackup) continue;
-    file.isBack = moveFile(workingCopy_ + '/' + file.to, workingCopy_ + '/' + file.from);
-  }
+  const auto moveBack = [&](std::string& from, const std::string& to) {
+    const bool isBack = !from.empty() && moveFile(directory_ + from, directory_ + to);
+    if (isBack) from.clear();
+    return isBack;
+  };
+  isBackupOld_ = moveBack(earlier_, backup_);
+  if (!succeeded) moveBack(text_, path_);
 }
 
-const KeptFiles::Kept* KeptFiles::find(const std::string& from) const {
-  const auto found = std::find_if(kept_.begin(), kept_.end(), [&](const Kept& file) {
-    return file.from == from && !file.isBack;
-  });
-  return found == kept_.end() ? nullptr : &*found;
-}
-
-bool KeptFiles::isBackedUp(const std::string& path, const std::string& backup) const {
-  const bool isOld = std::any_of(kept_.begin(), kept_.end(), [&](const Kept& file) {
-    return file.from == backup && file.isBack;
-  });
-  const std::string place = workingCopy_ + '/' + backup;
+bool KeptTexts::isBackedUp() const {
+  const std::string place = directory_ + backup_;
   // Through a server the client also keeps a text that did not change.
-  return !isOld && isHere(place) && !haveSameBytes(place, workingCopy_ + '/' + path);
+  return !isBackupOld_ && isHere(place) && !haveSameBytes(place, directory_ + path_);
 }
 
-bool KeptFiles::isReplaced(const std::string& path, const std::string& revision) const {
-  return find(path) != nullptr || isBackedUp(path, backupOf(path, revision));
-}
-
-std::string KeptFiles::describe(const std::string& path, const std::string& revision) const {
-  const std::string backup = backupOf(path, revision);
-  const Kept *kept = find(path), *earlier = find(backup);
-  std::string words;
-  if (kept != nullptr) words += "; your text is in " + shown(kept->to);
-  if (isBackedUp(path, backup)) {
-    words += (kept != nullptr ? ", and an older one in " : "; your text is in ") + shown(backup);
-  }
-  if (earlier != nullptr) {
-    words += "; the earlier " + shown(backup) + " is now " + shown(earlier->to);
-  }
-  return words;
+std::string KeptTexts::describe() const {
+  std::string words = text_.empty() ? "" : "; your text is in " + shown(text_);
+  const std::string older = text_.empty() ? "; your text is in " : ", and an older one in ";
+  if (isBackedUp()) words += older + shown(backup_);
+  if (earlier_.empty()) return words;
+  return words + "; the earlier " + shown(backup_) + " is now " + shown(earlier_);
 }

@@ -1,49 +1,39 @@
 #pragma once
 
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "workingCopy.h"
 
-// Keeps texts that the client would replace without a trace. Each is moved to a name that the
-// client never writes: that of the client's own backup, ".#NAME.REVISION", with ".kept" and where
-// that is taken a number behind it. So whenever the program is interrupted, the bytes are there
-// under one of the two names. What cannot be moved throws std::system_error.
-class KeptFiles {
+// Keeps the texts of one file that the client would replace without a trace: the file itself, if it
+// is moved away, so that the client fetches it as a missing one; and what the client's own backup,
+// ".#NAME.REVISION", would overwrite. Each is moved to a name that the client never writes: the
+// backup's with ".kept" and where that is taken a number behind it. So whenever the program is
+// interrupted, the bytes are there under one of the two names.
+class KeptTexts {
  public:
-  explicit KeptFiles(std::string workingCopy) : workingCopy_(std::move(workingCopy)) {}
-  ~KeptFiles();
-  KeptFiles(const KeptFiles&) = delete;
-  KeptFiles& operator=(const KeptFiles&) = delete;
-
-  // Moves a file away; the client then fetches it as a missing one.
-  void keep(const File& file);
-
-  // Moves away what the client's backup of a file would overwrite, if there is anything.
-  void keepBackup(const std::string& path, const std::string& revision);
+  // `revision` is that of the client's backup. Throws std::system_error when something cannot be
+  // moved.
+  KeptTexts(const std::string& workingCopy, const File& file, const std::string& revision,
+            bool movesFile);
+  ~KeptTexts();
+  KeptTexts(const KeptTexts&) = delete;
+  KeptTexts& operator=(const KeptTexts&) = delete;
 
   // To be called after the client: moves back what it has not replaced. But after a success a file
   // that is gone was meant to go.
   void end(bool succeeded);
 
-  // Whether the client has replaced the text of a file by another one.
-  bool isReplaced(const std::string& path, const std::string& revision) const;
+  // Whether the text of the file was replaced by another one.
+  bool isReplaced() const { return !text_.empty() || isBackedUp(); }
 
-  // Says where the earlier texts of a file are, in words that complete a line.
-  std::string describe(const std::string& path, const std::string& revision) const;
+  // Says where the earlier texts are, in words that complete a line.
+  std::string describe() const;
 
  private:
-  struct Kept {
-    std::string from, to;
-    bool isBackup, isBack;
-  };
-  void move(const std::string& from, const std::string& backup, bool isBackup);
-  // Null when it has not been moved, or is back.
-  const Kept* find(const std::string& from) const;
-  bool isBackedUp(const std::string& path, const std::string& backup) const;
+  std::string moveAway(const std::string& path, const std::string& name) const;
+  bool isBackedUp() const;
 
-  const std::string workingCopy_;
-  std::vector<Kept> kept_;
-  bool hasEnded_ = false;
+  const std::string directory_, path_, backup_;  // the working copy, and paths there
+  std::string text_, earlier_;                   // where they are now; empty when not moved
+  bool isBackupOld_ = false, hasEnded_ = false;
 };

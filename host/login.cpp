@@ -5,9 +5,7 @@
 
 #include <cstdlib>
 
-#include "commands.h"
 #include "console.h"
-#include "files.h"
 #include "operations.h"
 #include "progress.h"
 #include "root.h"
@@ -17,16 +15,14 @@ namespace {
 // Reads what is typed on the terminal, without showing it, and ends the program with a key that
 // interrupts. The shell makes the terminal show it again in every case. False at the end of input.
 bool readHidden(std::string& typed) {
-  int ends[2] = {-1, -1};
+  int ends[2];
   if (pipe2(ends, O_CLOEXEC) == -1) return false;
-  const FilePointer lines(fdopen(ends[0], "r"));
-  const Descriptor inherited(fcntl(ends[1], F_DUPFD, 0));
-  close(ends[1]);
+  const FilePointer lines(fdopen(ends[0], "r")), shell(fdopen(ends[1], "w"));
+  fcntl(ends[1], F_SETFD, 0);
   const std::string script =
-      "exec </dev/tty; shown=$(stty -g); trap 'stty \"$shown\"; echo >&2' EXIT; trap 'exit 130' "
-      "INT; "
-      "stty -echo; IFS= read -r typed && printf '%s\\n' \"$typed\" >&" +
-      std::to_string(inherited.get());
+      "exec </dev/tty; shown=$(stty -g); trap 'stty \"$shown\"; echo >&2' EXIT; "
+      "trap 'exit 130' INT; stty -echo; IFS= read -r typed && printf '%s\\n' \"$typed\" >&" +
+      std::to_string(ends[1]);
   const int status = std::system(script.c_str());
   if (WIFEXITED(status) && WEXITSTATUS(status) == 128 + SIGINT) raise(SIGINT);
   return status == 0 && readLine(lines.get(), typed);
@@ -50,10 +46,7 @@ int logIn(Job& job) {
   const std::string& root = job.session.root;
   if (!takesLogin(root)) return sayNoLogin(root);
   std::string password;
-  if (!readPassword(job.input, root, password)) {
-    complain("no password was given; not logged in");
-    return exitFailure;
-  }
+  if (!readPassword(job.input, root, password)) return fail("no password was given; not logged in");
   const bool succeeded = waitFor("login", [&] {
     return job.provider->login("", password.c_str(), root.c_str());  // the root names the user
   });

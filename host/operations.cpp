@@ -31,9 +31,10 @@ bool perform(Provider& provider, const std::string& command,
   const LastError before = provider.lastError();
   if (!waitFor(command, operation)) return false;
   const LastError after = provider.lastError();
-  const std::string warnings = findWarnings(after.text);
+  const bool isNew = after.command != before.command || after.text != before.text;
   const bool isAdvice = after.command == "add";
-  if (after != before && !isAdvice && !warnings.empty()) passOn(warnings);
+  const std::string warnings = isNew && !isAdvice ? findWarnings(after.text) : "";
+  if (!warnings.empty()) passOn(warnings);
   return true;
 }
 
@@ -46,10 +47,6 @@ int reportFailure(Provider& provider, const std::string& operation) {
 
 std::string asArgument(const std::string& path) {
   return path[0] == '-' ? "./" + path : path;
-}
-
-const char* messageOf(const Job& job) {
-  return job.line.message.empty() ? nullptr : job.line.message.c_str();
 }
 
 bool runOn(Job& job, const std::string& path, const std::string& command,
@@ -100,19 +97,15 @@ bool reachesForeign(const FileGroups& groups, const Job& job) {
       return directory == "." || path.rfind(directory + '/', 0) == 0;
     });
   };
-  std::string instead;
+  std::string instead, top;
   for (const auto& group : groups) {
-    if (group.state == FileGroup::State::foreign) continue;
-    if (!group.isWhole || isAbove(group.directory)) {
-      for (const auto& file : group.files) instead += ' ' + shown(file.path);
+    const bool isNamed = !top.empty() && group.directory.rfind(top + '/', 0) == 0;
+    if (isNamed || group.state == FileGroup::State::foreign) continue;
+    if (group.isWhole && !isAbove(group.directory)) {
+      top = group.directory;  // and so everything below it
+      instead += ' ' + shown(top);
     } else {
-      // Of a directory that has none below it, only the top is named.
-      const std::size_t slash = group.directory.rfind('/');
-      const bool isTop = std::count(job.paths.begin(), job.paths.end(), group.directory) > 0;
-      if (isTop ||
-          isAbove(slash == group.directory.npos ? "." : group.directory.substr(0, slash))) {
-        instead += ' ' + shown(group.directory);
-      }
+      for (const auto& file : group.files) instead += ' ' + shown(file.path);
     }
   }
   complain(std::string(job.line.command->name) + " would reach " + shown(foreign[0]) +

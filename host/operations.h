@@ -14,9 +14,6 @@ int reportFailure(Provider& provider, const std::string& operation);
 // Makes a path an argument of the client, which takes a leading "-" for an option.
 std::string asArgument(const std::string& path);
 
-// The message of the command line as the provider takes it.
-const char* messageOf(const Job& job);
-
 using FileOperation = std::function<bool(const char* file)>;
 
 // Runs an operation on one file and passes on the client's warnings. Returns whether it succeeded;

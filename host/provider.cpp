@@ -6,16 +6,7 @@
 #include <filesystem>
 #include <new>
 
-namespace {
-
 using Interface = SourceCodeControlSystemProviderInterface;
-
-Interface* orThrow(Interface* provider) {
-  if (provider == nullptr) throw std::bad_alloc();
-  return provider;
-}
-
-}  // namespace
 
 std::string LastError::describe() const {
   if (command.empty()) return "the client said nothing";
@@ -34,8 +25,8 @@ std::string loadLibrary(const std::string& file, Session& session) {
   return isProvider ? "" : file + " is not a source-code-control provider";
 }
 
-Provider::Provider(const Session& session)
-    : session_(session), provider_(orThrow(session.allocate())) {
+Provider::Provider(const Session& session) : session_(session), provider_(session.allocate()) {
+  if (provider_ == nullptr) throw std::bad_alloc();
   set("CVSExecutable", session.client);
   set("CVSRoot", session.root);
   set("CVSEditSupported", session.edit ? "Yes" : "No");
@@ -74,6 +65,10 @@ std::optional<Names> listRepository(Provider& provider, const std::string& direc
   return names;
 }
 
+bool holds(const std::optional<Names>& names, const std::string& name) {
+  return names.has_value() && std::find(names->begin(), names->end(), name) != names->end();
+}
+
 bool hasListingFailed(Interface& provider, int count) {
   return count == 0 && std::string(provider.getLastErrorCommand()) == "rls";
 }
@@ -85,6 +80,5 @@ std::string remotePath(Provider& provider, const std::string& path) {
 
 bool isRemoteDirectory(Provider& provider, const std::string& path) {
   const std::filesystem::path remote = remotePath(provider, path);
-  const auto names = listRepository(provider, remote.parent_path(), true).value_or(Names());
-  return std::find(names.begin(), names.end(), remote.filename()) != names.end();
+  return holds(listRepository(provider, remote.parent_path(), true), remote.filename());
 }

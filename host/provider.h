@@ -17,9 +17,6 @@ struct LastError {
   std::string command;  // empty before the first
   std::string text;
 
-  bool operator!=(const LastError& other) const {
-    return command != other.command || text != other.text;
-  }
   // The client's words, in a form that completes a sentence.
   std::string describe() const;
 };
@@ -77,6 +74,8 @@ using Names = std::vector<std::string>;
 // client failed, as far as can be told: an empty listing after an error looks the same.
 std::optional<Names> listRepository(Provider& provider, const std::string& directory,
                                     bool directories);
+
+bool holds(const std::optional<Names>& names, const std::string& name);
 
 // Whether a listing of so many names failed, as far as can be told.
 bool hasListingFailed(SourceCodeControlSystemProviderInterface& provider, int count);

@@ -25,13 +25,9 @@ std::string identify(std::string root) {
   std::string host = root.substr(0, slash), path = root.substr(slash);
   host.erase(0, host.rfind('@') + 1);
   host.erase(std::min(host.find(':', host.rfind(']') + 1), host.size()));
-  std::transform(host.begin(), host.end(), host.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  for (char& c : host) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   if (host.empty()) path = resolve(path).value_or(path);
-  const auto areSlashes = [](char one, char other) { return one == '/' && other == '/'; };
-  path.erase(std::unique(path.begin(), path.end(), areSlashes), path.end());
-  if (path.size() > 1 && path.back() == '/') path.pop_back();
-  return host + path;
+  return host + '/' + repositoryPath(path);
 }
 
 }  // namespace
@@ -39,10 +35,7 @@ std::string identify(std::string root) {
 bool takesLogin(const std::string& root) {
   std::string rest = root;
   const std::string method = takeMethod(rest);
-  for (const char* none : {"", "local", "fork", "ext", "server", "extssh"}) {
-    if (method == none) return false;
-  }
-  return true;
+  return method == "pserver" || method == "sserver" || method == "sspi";
 }
 
 bool isSameRepository(const std::string& one, const std::string& other) {

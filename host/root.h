@@ -4,7 +4,7 @@
 
 // What a repository specification says: [:METHOD:][[USER[:PASSWORD]]@][HOST[:PORT]]/PATH.
 
-// Whether the client can log in there: a local repository and a remote shell know no login.
+// Whether the client can log in there, to a server with passwords of its own.
 bool takesLogin(const std::string& root);
 
 // Whether two specifications lead to one repository: by host and path, whatever the method, the

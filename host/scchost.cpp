@@ -37,7 +37,7 @@ const std::vector<Command> commands = {
     {"add", "PATH...", 1, any, "Put files and directories under version control", files, addFiles},
     {"commit", "[PATH...]", 0, any, "Commit what has changed", everything, commitFiles},
     {"update", "[PATH...]", 0, any, "Bring files up to date", everything, updateFiles},
-    {"revert", "PATH...", 1, any, "Replace files by the repository's", files, revertFiles},
+    {"revert", "PATH...", 1, any, "Replace files by the repository's", files, updateFiles},
     {"cat", "PATH", 1, 1, "Write one revision of a file", files, printRevision},
     {"edit", "PATH...", 1, any, "Announce that files are being edited", files, editFiles},
     {"unedit", "PATH...", 1, any, "Withdraw that of unchanged files", files | adapter, uneditFiles},
@@ -48,12 +48,6 @@ const std::vector<Command> commands = {
     {"logout", "", 0, 0, "Log out", login, logOut},
     {"run", "[SCRIPT]", 0, 1, "Run operations by the interface's own names", adapter, runScript},
 };
-
-// The first text that is not empty.
-std::string choose(const std::string& first, const std::string& second, const char* variable) {
-  const char* third = std::getenv(variable);
-  return !first.empty() ? first : !second.empty() || third == nullptr ? second : third;
-}
 
 fs::path besideProgram(const std::string& name) {
   return fs::path(resolve("/proc/self/exe").value_or("")).parent_path() / name;
@@ -73,8 +67,10 @@ std::string findLibrary(const CommandLine& line) {
 // Leaves the client's name in the environment, where the adapter looks for it.
 Session configure(const CommandLine& line) {
   const int needs = line.command->needs;
-  std::string client = choose(line.client, "", "CVS_GNU_CLIENT");
-  if (client.empty()) client = "cvs";
+  std::string client = line.client, root = line.root;
+  if (client.empty()) client = fromEnvironment("CVS_GNU_CLIENT", "cvs");
+  if (root.empty()) root = readRecordedRoot(line.directory);
+  if (root.empty()) root = fromEnvironment("CVSROOT");
   // The client starts in directories of the working copy.
   if (client.find('/') != client.npos) client = fs::absolute(client);
   setenv("CVS_GNU_CLIENT", client.c_str(), 1);
@@ -86,14 +82,10 @@ Session configure(const CommandLine& line) {
   const unsigned jobs = std::clamp(std::thread::hardware_concurrency(), 4u, 8u);
   return {line.directory,
           client,
-          choose(line.root, readRecordedRoot(line.directory), "CVSROOT"),
+          root,
           line.edit,
           (needs & login) != 0,
           line.jobs == 0 ? jobs : static_cast<unsigned>(line.jobs)};
-}
-
-bool canRunClient() {
-  return std::system("command -v -- \"$CVS_GNU_CLIENT\" >/dev/null") == 0;
 }
 
 // The paths in the form that the provider takes, each once. False, reported, for a bad path.
@@ -132,29 +124,28 @@ std::string findObstacle(const Job& job, bool needsFiles) {
 }
 
 int runCommand(const CommandLine& line, std::FILE* input) {
-  const auto fail = [&](const std::string& reason) {
+  const auto giveUp = [&](const std::string& reason) {
     complain(reason);
     return line.command->failure;
   };
   if (kindOf(line.directory) != FileKind::directory) {
-    return fail("there is no directory " + line.directory);
+    return giveUp("there is no directory " + line.directory);
   }
   const bool needsFiles = (line.command->needs & files) != 0;
   Paths paths;
   if (needsFiles && !resolvePaths(line, paths)) return exitUsage;
   Session session = configure(line);
   const std::string error = loadLibrary(findLibrary(line), session);
-  if (!error.empty()) return fail(error);
+  if (!error.empty()) return giveUp(error);
   Provider provider(session);
   Job job = {line, session, provider, input, paths};
   const std::string obstacle = findObstacle(job, needsFiles);
-  if (!obstacle.empty()) return fail(obstacle);
+  if (!obstacle.empty()) return giveUp(obstacle);
   const int status = line.command->run(job);
-  if (status != exitSuccess && !canRunClient()) {
-    complain(std::string("there is no program ") + std::getenv("CVS_GNU_CLIENT") +
-             "; install it, or name another client with --client");
-  }
-  return status;
+  constexpr char findClient[] = "command -v -- \"$CVS_GNU_CLIENT\" >/dev/null";
+  if (status == exitSuccess || std::system(findClient) == 0) return status;
+  return giveUp("there is no program " + fromEnvironment("CVS_GNU_CLIENT") +
+                "; install it, or name another client with --client");
 }
 
 }  // namespace

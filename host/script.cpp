@@ -1,5 +1,7 @@
+#include <functional>
 #include <iostream>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "commands.h"
@@ -9,7 +11,7 @@
 
 namespace {
 
-using Interface = SourceCodeControlSystemProviderInterface;
+using I = SourceCodeControlSystemProviderInterface;
 
 // The arguments of one operation, as the interface takes them.
 class Arguments {
@@ -26,6 +28,8 @@ class Arguments {
  private:
   Words words_;
 };
+
+using A = const Arguments;
 
 struct Result {
   std::string text;
@@ -44,7 +48,7 @@ Result answer(const char* text) {
   return {quoteWord(text), true};
 }
 
-Result showStatusOf(Interface& provider, const char* path) {
+Result showStatusOf(I& provider, const char* path) {
   const FileState state = askStatus(provider, path);
   std::string shown = show(state.known) + " controlled=" + show(state.controlled);
   if (state.known) {
@@ -57,18 +61,10 @@ Result showStatusOf(Interface& provider, const char* path) {
   return {shown, state.known};
 }
 
-Result list(Interface& provider, const char* path, bool directories) {
+Result list(I& provider, const char* path, bool directories) {
   const int count = provider.iterateRemoteDirectory(path, directories);
   return {std::to_string(count), !hasListingFailed(provider, count)};
 }
-
-Result openBatch(Interface& provider) {
-  provider.preMulti();
-  return {"done", true};
-}
-
-using I = Interface;
-using A = const Arguments;
 
 struct Operation {
   const char* name;
@@ -120,7 +116,10 @@ constexpr Operation operations[] = {
      [](I& p, A& a) { return done(p.createDirectory(a[0], a[1])); }},
     {"getLastErrorCommand", "", [](I& p, A&) { return answer(p.getLastErrorCommand()); }},
     {"getLastError", "", [](I& p, A&) { return answer(p.getLastError()); }},
-    {"preMulti", "", [](I& p, A&) { return openBatch(p); }},
+    {"preMulti", "",
+     [](I& p, A&) {
+       return p.preMulti(), Result{"done", true};
+     }},
     {"postMulti", "", [](I& p, A&) { return done(p.postMulti()); }},
 };
 
@@ -131,12 +130,12 @@ struct Call {
 
 bool takes(const Operation& operation, const Words& words) {
   const Words parameters = splitWords(operation.parameters).value();
-  if (words.size() != parameters.size()) return false;
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    const bool flag = parameters[i].text.find('|') != std::string::npos;
-    if (flag && words[i].text != "true" && words[i].text != "false") return false;
+  bool isRight = words.size() == parameters.size();
+  for (std::size_t i = 0; isRight && i < words.size(); ++i) {
+    const bool isSwitch = parameters[i].text.find('|') != std::string::npos;
+    isRight = !isSwitch || words[i].text == "true" || words[i].text == "false";
   }
-  return true;
+  return isRight;
 }
 
 // The call that the words of a line ask for. None, with a message in `expected`, for a bad line.
@@ -155,88 +154,52 @@ std::optional<Call> findCall(Words words, std::string& expected) {
   return std::nullopt;
 }
 
-// Reads a script call by call.
-class Script {
- public:
-  Script(std::FILE* input, std::string name) : input_(input), name_(std::move(name)) {}
-
-  // The next call; none at the end and at a bad line, which is reported.
-  std::optional<Call> next() {
-    constexpr char byteOrderMark[] = "\xef\xbb\xbf";
-    for (std::string line; readLine(input_, line);) {
-      const bool isFirst = ++lineNumber_ == 1;
-      if (isFirst && line.rfind(byteOrderMark, 0) == 0) line.erase(0, sizeof byteOrderMark - 1);
-      std::optional<Words> words = splitWords(line);
-      if (words.has_value() && words->empty()) continue;
-      std::string expected;
-      auto call = words.has_value() ? findCall(std::move(*words), expected) : std::nullopt;
-      if (call.has_value()) return call;
-      if (expected.empty()) expected = "unterminated quote or escape";
-      complain(name_ + ":" + std::to_string(lineNumber_) + ": " + expected);
-      isBad_ = true;
-      return std::nullopt;
+// Passes a script's calls on, up to a bad line, which is reported. Returns whether there was none.
+bool readCalls(std::FILE* input, const std::string& name,
+               const std::function<void(const Call&)>& handle) {
+  constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
+  std::string line, expected;
+  for (int number = 1; readLine(input, line); ++number) {
+    if (number == 1 && line.rfind(byteOrderMark, 0) == 0) line.erase(0, byteOrderMark.size());
+    std::optional<Words> words = splitWords(line);
+    if (words.has_value() && words->empty()) continue;
+    if (!words.has_value()) expected = "unterminated quote or escape";
+    const auto call = words.has_value() ? findCall(std::move(*words), expected) : std::nullopt;
+    if (!call.has_value()) {
+      complain(name + ":" + std::to_string(number) + ": " + expected);
+      return false;
     }
-    return std::nullopt;
+    handle(*call);
   }
-  bool isBad() const { return isBad_; }
-
- private:
-  std::FILE* const input_;
-  const std::string name_;
-  int lineNumber_ = 0;
-  bool isBad_ = false;
-};
-
-// Runs calls one after the other on one provider.
-class Player {
- public:
-  explicit Player(Provider& provider) : provider_(provider) {}
-
-  void perform(const Call& call) {
-    const Result result = call.operation->run(provider_.object(), call.arguments);
-    const std::string name = call.operation->name;
-    say(name + ": " + result.text);
-    std::cout.flush();
-    succeeded_ = result.succeeded && succeeded_;
-    if (name == "preMulti") isBatchOpen_ = true;
-    if (name == "postMulti" && result.succeeded) isBatchOpen_ = false;
-  }
-
-  // Returns the exit status. A batch that is still open is dropped with the provider.
-  int finish() const {
-    if (isBatchOpen_) complain("the batch that preMulti opened was never run by postMulti");
-    return succeeded_ && !isBatchOpen_ ? exitSuccess : exitFailure;
-  }
-
- private:
-  Provider& provider_;
-  bool succeeded_ = true;
-  bool isBatchOpen_ = false;
-};
+  return true;
+}
 
 }  // namespace
 
 int runScript(Job& job) {
-  Player player(job.provider);
-  if (job.line.arguments.empty()) {
-    // Run each line at once: somebody may be typing.
-    Script script(job.input, "standard input");
-    while (const auto call = script.next()) player.perform(*call);
-    const int status = player.finish();
-    return script.isBad() ? exitUsage : status;
-  }
-
-  const std::string& name = job.line.arguments[0];
-  const FilePointer file(std::fopen(name.c_str(), "re"));
-  if (file == nullptr || kindOf(name) == FileKind::directory) {
+  const bool isNamed = !job.line.arguments.empty();
+  const std::string name = isNamed ? job.line.arguments[0] : "standard input";
+  const FilePointer file(isNamed ? std::fopen(name.c_str(), "re") : nullptr);
+  if (isNamed && (file == nullptr || kindOf(name) == FileKind::directory)) {
     complain("cannot read the script " + name);
     return exitUsage;
   }
-  // Read the whole script before the first call: a script with a bad line does nothing at all.
-  Script script(file.get(), name);
+  bool succeeded = true, isBatchOpen = false;
+  const auto perform = [&](const Call& call) {
+    const Result result = call.operation->run(job.provider.object(), call.arguments);
+    const std::string operation = call.operation->name;
+    say(operation + ": " + result.text);
+    std::cout.flush();
+    succeeded = result.succeeded && succeeded;
+    if (operation == "preMulti") isBatchOpen = true;
+    if (operation == "postMulti" && result.succeeded) isBatchOpen = false;
+  };
+  // Each line of the input runs at once: somebody may be typing. A file is read before the first
+  // call, so that a script with a bad line does nothing at all.
   std::vector<Call> calls;
-  while (auto call = script.next()) calls.push_back(std::move(*call));
-  if (script.isBad()) return exitUsage;
-  for (const auto& call : calls) player.perform(call);
-  return player.finish();
+  const auto handle = [&](const Call& call) { isNamed ? calls.push_back(call) : perform(call); };
+  if (!readCalls(isNamed ? file.get() : job.input, name, handle)) return exitUsage;
+  for (const auto& call : calls) perform(call);
+  if (isBatchOpen) complain("the batch that preMulti opened was never run by postMulti");
+  return succeeded && !isBatchOpen ? exitSuccess : exitFailure;
 }

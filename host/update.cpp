@@ -1,6 +1,5 @@
-#include <set>
+#include <map>
 
-#include "commands.h"
 #include "console.h"
 #include "files.h"
 #include "kept.h"
@@ -46,7 +45,8 @@ int explainConflicts(const FileGroups& groups) {
 
 // Why an update that reported success did not touch a path that the user named; empty when there is
 // nothing to report.
-std::string whyNotUpdated(Job& job, const std::string& path, bool wasListed) {
+std::string whyNotUpdated(Job& job, const File& before) {
+  const std::string& path = before.path;
   const File file = findFile(job.session.directory, path);
   const FileKind kind = kindOf(job.session.pathOf(path));
   if (path == ".") return "";
@@ -58,59 +58,48 @@ std::string whyNotUpdated(Job& job, const std::string& path, bool wasListed) {
   if (file.entry.listed) {
     return kind == FileKind::directory ? "has a directory in its place; move that away" : "";
   }
-  const bool isOfItsOwn = isHere(job.session.pathOf(path) + "/CVS");
-  if (isOfItsOwn || (wasListed && !file.here)) return "";  // in the end it was taken away
+  const bool isRemoved = before.entry.listed && !file.here;
+  if (isRemoved || isHere(job.session.pathOf(path) + "/CVS")) return "";
   if (file.here) return "is not under version control";
   return isRemoteDirectory(job.provider, path)
              ? "is a directory in the repository; cvs update -d " + path + " brings it"
              : "is known neither here nor in the repository";
 }
 
-int update(Job& job, bool clean) {
+}  // namespace
+
+int updateFiles(Job& job) {
+  const bool clean = job.line.clean;
   const std::string& directory = job.session.directory;
   const FileGroups before = findFiles(directory, job.paths);
   if (reachesForeign(before, job)) return exitFailure;
-  std::set<std::string> listed;
-  for (const auto& path : job.paths) {
-    if (findFile(directory, path).entry.listed) listed.insert(path);
-  }
-  KeptFiles kept(directory);
+  std::vector<File> named;
+  for (const auto& path : job.paths) named.push_back(findFile(directory, path));
+  std::map<std::string, KeptTexts> kept;  // by path
   bool hasConflicts = false;
   for (const auto& group : before) {
     for (const auto& file : group.files) {
       hasConflicts = hasConflicts || file.hasOpenConflict;
-      // The client would leave such a file alone, or refuse it.
-      if (clean && file.hasOpenConflict) kept.keep(file);
-      kept.keepBackup(file.path, file.entry.revision);
+      // The client would leave a file with a conflict alone, or refuse it.
+      const bool isInTheWay = clean && file.hasOpenConflict;
+      kept.try_emplace(file.path, directory, file, file.entry.revision, isInTheWay);
     }
   }
   const auto getFile = [&](const char* file) { return job.provider->getFile(file, !clean); };
   const bool mayFailSilently = hasConflicts && !clean;
   int status = runAsOne(job, job.paths, "update", getFile, mayFailSilently);
-  kept.end(status == exitSuccess);
+  for (auto& [path, texts] : kept) texts.end(status == exitSuccess);
 
   const FileGroups after = findFiles(directory, job.paths);
   const bool hasSaid = sayChanges(before, after, [&](const File& old, const File& now) {
     const std::string line = describeUpdate(job.session, old, now);
-    return line.empty() ? line : line + kept.describe(old.path, old.entry.revision);
+    return line.empty() || old.path.empty() ? line : line + kept.at(old.path).describe();
   });
   if (explainConflicts(after) != exitSuccess || status != exitSuccess) return exitFailure;
-  for (const auto& path : job.paths) {
-    const std::string reason = whyNotUpdated(job, path, listed.count(path) != 0);
-    if (reason.empty()) continue;
-    complain(shown(path) + ' ' + reason);
-    status = exitFailure;
+  for (const auto& file : named) {
+    const std::string reason = whyNotUpdated(job, file);
+    if (!reason.empty()) status = fail(shown(file.path) + ' ' + reason);
   }
   if (status == exitSuccess && !hasSaid) say(clean ? "nothing to revert" : "nothing to update");
   return status;
-}
-
-}  // namespace
-
-int updateFiles(Job& job) {
-  return update(job, job.line.clean);
-}
-
-int revertFiles(Job& job) {
-  return update(job, true);
 }

@@ -1,5 +1,7 @@
 #include "words.h"
 
+#include <string_view>
+
 namespace {
 
 constexpr std::string_view special = "\n\r\t", letters = "nrt";

@@ -46,9 +46,9 @@ void applyEntry(std::string_view line, bool remove, Entries& entries) {
 // A time as the client writes it.
 std::string timestampOf(const struct stat& file) {
   struct tm utc = {};
-  char text[26] = "";
+  char text[32];
   gmtime_r(&file.st_mtim.tv_sec, &utc);
-  return std::string(asctime_r(&utc, text) == nullptr ? "" : text).substr(0, 24);
+  return {text, std::strftime(text, sizeof text, "%a %b %e %H:%M:%S %Y", &utc)};
 }
 
 // Gathers the files of findFiles, each once.
@@ -65,27 +65,16 @@ class Finder {
     return look(path, found == entries->byName.end() ? Entry() : found->second);
   }
 
-  void addPath(const std::string& path) {
-    const File file = look(path);
-    if (file.entry.directory || kindOf(workingCopy_ + '/' + path) == FileKind::directory) {
-      addDirectory(path);
-    } else if (files_.insert(path).second) {
-      const std::string parent = fs::path(path).parent_path().string();
-      const std::string directory = parent.empty() ? "." : parent;
-      // One group for all: clients in one directory would wait for each other's locks.
-      const auto [group, isNew] = partial_.emplace(directory, groups_.size());
-      if (isNew) groups_.push_back({directory, FileGroup::State::readable, false, {}});
-      groups_[group->second].files.push_back(file);
-    }
-  }
-
   // Whether a directory records another repository than the working copy itself does.
   bool isForeign(const std::string& directory) const {
     const std::string root = readRecordedRoot(workingCopy_ + '/' + directory);
     return !root.empty() && !root_.empty() && !isSameRepository(root, root_);
   }
 
-  FileGroups takeGroups() { return std::move(groups_); }
+  FileGroups find(const Paths& paths) {
+    for (const auto& path : paths) addPath(path);
+    return std::move(groups_);
+  }
 
  private:
   File look(const std::string& path, const Entry& entry) const {
@@ -108,6 +97,20 @@ class Finder {
     return entries_.emplace(directory, readEntries(workingCopy_ + '/' + directory)).first->second;
   }
 
+  void addPath(const std::string& path) {
+    const File file = look(path);
+    if (file.entry.directory || kindOf(workingCopy_ + '/' + path) == FileKind::directory) {
+      addDirectory(path);
+    } else if (seen_.insert(path).second) {
+      const std::string parent = fs::path(path).parent_path().string();
+      const std::string directory = parent.empty() ? "." : parent;
+      // One group for all: clients in one directory would wait for each other's locks.
+      const auto [group, isNew] = partial_.emplace(directory, groups_.size());
+      if (isNew) groups_.push_back({directory, FileGroup::State::readable, false, {}});
+      groups_[group->second].files.push_back(file);
+    }
+  }
+
   FileGroup::State stateOf(const std::string& path) {
     if (isForeign(path)) return FileGroup::State::foreign;
     if (entriesOf(path).has_value()) return FileGroup::State::readable;
@@ -119,13 +122,13 @@ class Finder {
     // A link may lead back to a directory in which the search is.
     const std::string place = resolveExisting(workingCopy_ + '/' + path);
     if (std::count(open_.begin(), open_.end(), place) > 0) return;
-    if (!directories_.insert(path).second) return;
+    if (!seen_.insert(path).second) return;
     groups_.push_back({path, stateOf(path), true, {}});
     if (groups_.back().state != FileGroup::State::readable) return;
     const Entries& entries = *entriesOf(path);
     const std::string prefix = path == "." ? "" : path + '/';
     for (const auto& [name, entry] : entries.byName) {
-      if (entry.directory || !files_.insert(prefix + name).second) continue;
+      if (entry.directory || !seen_.insert(prefix + name).second) continue;
       groups_.back().files.push_back(look(prefix + name, entry));
     }
     open_.push_back(place);
@@ -139,20 +142,10 @@ class Finder {
   const std::string root_;
   FileGroups groups_;
   std::map<std::string, std::size_t> partial_;  // the group for single files of a directory
-  std::set<std::string> files_, directories_;   // that are in a group
+  std::set<std::string> seen_;                  // what is in a group
   std::map<std::string, std::optional<Entries>> entries_;  // by directory
   Paths open_;                                             // in which the search is, resolved
 };
-
-// The directories above a path, from the top down, and the path itself.
-Paths stepsOf(const std::string& path) {
-  Paths steps;
-  for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
-    steps.push_back(path.substr(0, slash));
-  }
-  steps.push_back(path);
-  return steps;
-}
 
 // A path below a root, both resolved, in the form that the provider takes; none when it is not.
 std::optional<std::string> relativeTo(const fs::path& root, const fs::path& path) {
@@ -209,10 +202,17 @@ std::string readBaseRevision(const std::string& file) {
   return "";
 }
 
+Paths stepsOf(const std::string& path) {
+  Paths steps;
+  for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
+    steps.push_back(path.substr(0, slash));
+  }
+  steps.push_back(path);
+  return steps;
+}
+
 FileGroups findFiles(const std::string& workingCopy, const Paths& paths) {
-  Finder finder(workingCopy);
-  for (const auto& path : paths) finder.addPath(path);
-  return finder.takeGroups();
+  return Finder(workingCopy).find(paths);
 }
 
 File findFile(const std::string& workingCopy, const std::string& path) {

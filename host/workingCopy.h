@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <iosfwd>
 #include <map>
 #include <optional>
@@ -58,6 +57,9 @@ struct File {
 };
 
 using Paths = std::vector<std::string>;
+
+// The directories above a path, from the top down, and the path itself.
+Paths stepsOf(const std::string& path);
 
 // Files of one directory.
 struct FileGroup {

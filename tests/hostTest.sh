@@ -143,7 +143,7 @@ equal '' "$(grep -E 'x.(tmp|o)$|Up-to-date' <<<"$changes")"
 in_bob 0 status --changed --untracked -j 16
 equal "$changes" "$output"
 run 0 script -qec "'$scchost' -C '$bob' status --untracked" /dev/null
-holds 'bell?' ' files: ' '1 modified, 1 added, 1 has a conflict'
+holds 'bell?' ' files: ' '1 modified, 1 added, 1 with a conflict'
 
 # It says what it saw happen, and else nothing.
 in_bob 0 commit id

@@ -156,7 +156,7 @@ scchost: 1 file has a conflict: edit the conflict markers away, then commit
 scchost: 1 binary file has a conflict: it is the repository'\''s now, and yours is .#NAME.REVISION beside it; copy that back and commit, or revert' "$output"
   says <<'EOT'
 1|update|=conflict in a.c~conflict in logo.png~scchost: 1 file has a conflict: edit the conflict markers away, then commit~scchost: 1 binary file has a conflict: it is the repository's now, and yours is .#NAME.REVISION beside it; copy that back and commit, or revert
-2|diff a.c|=scchost: a.c: it has a conflict: edit the conflict markers away, and diff shows what is left
+2|diff a.c|=scchost: a.c: it has a conflict: edit the conflict markers away first
 1|cat a.c|the file has a conflict; edit the conflict markers away first
 1|commit a.c|had a conflict and has not been modified
 EOT

@@ -12,7 +12,9 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <new>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -107,6 +109,7 @@ std::unique_ptr<char[]> bufferListToStringList(BufferList& chunks, std::list<con
     chunks.clear();
     return nullptr;
   }
+  if (total > std::string().max_size()) throw std::bad_alloc();  // the caller could not copy it
 
   std::unique_ptr<char[]> joined(new char[total + 1]);
   char* end = joined.get();

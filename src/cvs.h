@@ -35,7 +35,7 @@ void splitString(const char* text, const char* delimiters, std::vector<std::stri
 
 // Copies a string that the host passes; a null pointer gives nothing. Every operation copies its
 // strings before it does anything else: the operation may change one that is the provider's own.
-std::optional<std::string> copyOf(const char* argument);
+std::optional<std::string> copyArgument(const char* argument);
 
 // Whether the administrative file of a working-copy directory can be read.
 bool isWorkingCopy(const std::string& directory);

@@ -164,7 +164,7 @@ bool CVSInterface::status(const char* path, bool& controlled, bool& edited, bool
                           bool& outOfDate, const char*& statusText, const char*& workingRevision,
                           const char*& repositoryRevision) {
   controlled = false;
-  const auto file = copyOf(path);
+  const auto file = copyArgument(path);
   if (!file) return false;
   if (const CVSFileStatus* record = getFileStatus(*file)) {
     controlled = true;
@@ -194,7 +194,7 @@ bool CVSInterface::status(const char* path, bool& controlled, bool& edited, bool
 }
 
 bool CVSInterface::saved(const char* path) {
-  const auto file = copyOf(path);
+  const auto file = copyArgument(path);
   if (!file) return false;
   std::string fileName;
   const std::string directory = getLocalDirectory(*file, fileName);

@@ -1,6 +1,7 @@
 #include "spawnProcess.h"
 
 #include <fcntl.h>
+#include <paths.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -9,12 +10,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -157,36 +160,28 @@ void collect(int output, int errors, BufferList& outputChunks, BufferList& error
   readWhatIsReady(errors, errorChunks, pipeReads);
 }
 
-sigset_t allSignals() {
-  sigset_t set;
-  sigfillset(&set);
-  return set;
-}
-
-sigset_t childSignal() {
-  sigset_t set;
-  sigemptyset(&set);
-  sigaddset(&set, SIGCHLD);
-  return set;
-}
-
-// Holds signals of this thread back while it lives.
+// Holds one signal of this thread back while it lives, or all of them.
 class HeldSignals {
  public:
-  explicit HeldSignals(const sigset_t& signals) { pthread_sigmask(SIG_BLOCK, &signals, &before_); }
+  static constexpr int all = 0;
+
+  explicit HeldSignals(int number) {
+    sigset_t signals;
+    sigemptyset(&signals);
+    number == all ? sigfillset(&signals) : sigaddset(&signals, number);
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+  }
   ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
   HeldSignals(const HeldSignals&) = delete;
   HeldSignals& operator=(const HeldSignals&) = delete;
-
-  const sigset_t& before() const { return before_; }
 
  private:
   sigset_t before_;
 };
 
-// Removes the host's signal handlers. Restores SIGCHLD and SIGPIPE, which the host may ignore or
-// block: a shell waits for ever where SIGCHLD is blocked. Blocks the other signals as the host did.
-void restoreSignals(sigset_t mask) {
+// Gives the program what programs expect: no handler of the host's, no signal blocked, and SIGCHLD
+// and SIGPIPE not ignored.
+void restoreSignals() {
   for (int number = 1; number < NSIG; ++number) {
     struct sigaction action;
     if (sigaction(number, nullptr, &action) == -1 || action.sa_handler == SIG_DFL) continue;
@@ -195,37 +190,84 @@ void restoreSignals(sigset_t mask) {
     action.sa_handler = SIG_DFL;
     sigaction(number, &action, nullptr);
   }
-  sigdelset(&mask, SIGCHLD);
-  sigdelset(&mask, SIGPIPE);
-  pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+  sigset_t none;
+  sigemptyset(&none);
+  pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
+
+// Lists the paths at which execvp would look for a program.
+std::vector<std::string> listPlaces(const std::string& name) {
+  if (name.empty() || name.find('/') != name.npos) return {name};
+  const char* const path = std::getenv("PATH");
+  std::string_view rest = path == nullptr ? "/bin:/usr/bin" : path;
+  std::vector<std::string> places;
+  while (true) {
+    const std::size_t end = rest.find(':');
+    const std::string directory(rest.substr(0, end));
+    places.push_back(directory.empty() ? name : directory + '/' + name);
+    if (end == rest.npos) return places;
+    rest.remove_prefix(end + 1);
+  }
+}
+
+// Whether execvp would look in the next place after this error.
+bool isAbsence(int error) {
+  return error == ENOENT || error == EACCES || error == ENOTDIR || error == ESTALE ||
+         error == ENODEV || error == ETIMEDOUT;
+}
+
+// A program and its arguments, put together before the child exists, which must not allocate.
+//
+// A program without "#!" is the shell's to run. For that execvp copies all arguments to the stack,
+// which is the host's and may be small. Here the shell's name stands before them from the start.
+class Program {
+ public:
+  explicit Program(const std::list<const char*>& argv)
+      : places_(listPlaces(argv.front())), arguments_{const_cast<char*>(_PATH_BSHELL)} {
+    for (const char* argument : argv) arguments_.push_back(const_cast<char*>(argument));
+    arguments_.push_back(nullptr);
+  }
+
+  // Becomes the program at the first place that has it, as execvp does. Returns when none has.
+  void execute() {
+    for (const std::string& place : places_) {
+      execv(place.c_str(), &arguments_[1]);
+      if (errno == ENOEXEC) {
+        arguments_[1] = const_cast<char*>(place.c_str());
+        execv(_PATH_BSHELL, arguments_.data());
+      }
+      if (!isAbsence(errno)) return;
+    }
+  }
+
+ private:
+  std::vector<std::string> places_;
+  std::vector<char*> arguments_;  // the shell's name, those of the program, null
+};
 
 // Turns the child into the program. The descriptors are -1 when the child keeps the host's streams.
 // A child that cannot start ends by _exit, which runs no exit handler of the host's and writes none
 // of its buffered text.
-[[noreturn]] void becomeProgram(char* const* arguments, const char* directory, int output,
-                                int errors, const sigset_t& mask) {
-  restoreSignals(mask);
+[[noreturn]] void becomeProgram(Program& program, const char* directory, int output, int errors) {
+  restoreSignals();
   const bool connected =
       output == -1 || (dup2(output, STDOUT_FILENO) != -1 && dup2(errors, STDERR_FILENO) != -1);
   const bool entered = directory == nullptr || *directory == '\0' || chdir(directory) == 0;
-  if (connected && entered) execvp(arguments[0], arguments);
+  if (connected && entered) program.execute();
   _exit(failedExitStatus);
 }
 
-// Starts a child that becomes the program. It blocks the signals in `mask`, except SIGCHLD and
-// SIGPIPE. Returns its process id, or -1.
+// Starts a child that becomes the program. Returns its process id, or -1.
 //
 // vfork copies nothing, while fork copies the page tables, which takes longer than a command where
 // the host is large. Until the program has started this thread stands still and the child uses its
 // memory. Only async-signal-safe calls are allowed there, and no handler of the host's may run.
-// posix_spawn does the same, but refuses a program without "#!", which execvp gives to the shell.
-pid_t startProgram(char* const* arguments, const char* directory, int output, int errors,
-                   const sigset_t& mask) {
-  const HeldSignals held(allSignals());
+// posix_spawn does the same, but refuses a program without "#!".
+pid_t startProgram(Program& program, const char* directory, int output, int errors) {
+  const HeldSignals held(HeldSignals::all);
   // NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
   const pid_t child = vfork();
-  if (child == 0) becomeProgram(arguments, directory, output, errors, mask);
+  if (child == 0) becomeProgram(program, directory, output, errors);
   return child;
   // NOLINTEND(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
 }
@@ -313,18 +355,15 @@ int Process::run(std::list<const char*> argv, bool wait, const char* directory, 
                  bool captureOutput, bool captureErrors, bool, bool) {
   if (argv.empty()) return failed;
   // A host that reaps every child on SIGCHLD would take the end of this one away.
-  const HeldSignals held(childSignal());
+  const HeldSignals held(SIGCHLD);
   Child child;  // destroyed after the pipes are closed: the child could block on them
   const bool capturing = captureOutput && captureErrors;
   Pipe output, errors;
   if (capturing && !(output.open() && errors.open())) return failed;
 
-  std::vector<char*> arguments;
-  for (const char* argument : argv) arguments.push_back(const_cast<char*>(argument));
-  arguments.push_back(nullptr);
-
-  if (!child.adopt(startProgram(arguments.data(), directory, output.writeEnd.get(),
-                                errors.writeEnd.get(), held.before()))) {
+  Program program(argv);
+  if (!child.adopt(
+          startProgram(program, directory, output.writeEnd.get(), errors.writeEnd.get()))) {
     return failed;
   }
   if (capturing) {

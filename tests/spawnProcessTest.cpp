@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <malloc.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/time.h>
 
@@ -118,6 +119,37 @@ TEST(Process, StartsTheChildWhereAndWithWhatItIsTold) {
   EXPECT_EQ(Outcome(Argv{plain.c_str(), "a b"}).output, Lines{"a b"});
   EXPECT_EQ(Outcome(Argv{"printf", "%s|", "", " a  b ", "$HOME", "'*'"}).output,
             Lines{"| a  b |$HOME|'*'|"});
+}
+
+TEST(Process, LooksForTheProgramAlongTheSearchPath) {
+  const ScratchDirectory scratch;
+  const std::string top = scratch.path() + '/', file = scratch.write("file", "");
+  scratch.write("refused/client", "echo refused");
+  for (const char* name : {"a", "b"}) {
+    const std::string client = scratch.write(std::string(name) + "/client", "echo \"$0\"");
+    std::filesystem::permissions(client, std::filesystem::perms::owner_all);
+  }
+  std::filesystem::create_directory(top + "loop");
+  std::filesystem::create_symlink("client", top + "loop/client");
+  const std::string a = top + "a", b = top + "b";
+  const struct {
+    std::string path;
+    Lines found;
+  } cases[] = {{"/none:" + file + ':' + top + "refused:" + b + ':' + a, {b + "/client"}},
+               {"/none:", {"client"}},
+               {':' + b, {"client"}},
+               {"", {"client"}},
+               {"../b", {"../b/client"}},
+               {"/none:" + top + "refused", {}},
+               {top + "loop:" + b, {}}};
+  const std::string before = std::getenv("PATH");
+  for (const auto& [path, found] : cases) {
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(Outcome(Argv{"client"}, true, a.c_str()).output, found) << path;
+  }
+  unsetenv("PATH");
+  EXPECT_EQ(Outcome(Argv{"true"}).result, 0);
+  setenv("PATH", before.c_str(), 1);
 }
 
 // Neither what the host has buffered nor its exit handlers belong to a child, started or not.
@@ -244,26 +276,70 @@ TEST(Process, ServesAHostThatIgnoresAndBlocksSignals) {
   const auto wrong = inFork([] {
     for (const int number : {SIGPIPE, SIGCHLD, SIGUSR1}) signal(number, SIG_IGN);
     sigset_t mask;
-    sigemptyset(&mask);
-    for (const int number : {SIGPIPE, SIGCHLD, SIGUSR2}) sigaddset(&mask, number);
+    sigfillset(&mask);
+    sigdelset(&mask, SIGTERM);
     sigprocmask(SIG_SETMASK, &mask, nullptr);
     const Outcome run(Argv{"grep", "-E", "Sig(Blk|Ign)", "/proc/self/status"});
     const Outcome slow("exec >&- 2>&-; sleep 0.1; exit 7");
     if (run.result != -1 || slow.result != -1) return "the exit code";
     sigprocmask(SIG_SETMASK, nullptr, &mask);
-    const auto has = [&run](std::size_t line, int number) {
-      return (std::stoull(run.output.at(line).substr(7), nullptr, 16) >> (number - 1) & 1) != 0;
+    const auto getSignals = [&run](std::size_t line) {
+      return std::stoull(run.output.at(line).substr(7), nullptr, 16);
     };
-    if (!has(0, SIGUSR2) || has(0, SIGTERM)) return "what the child blocks";
-    if (has(0, SIGPIPE) || has(0, SIGCHLD)) return "what no program expects to be blocked";
-    if (!has(1, SIGUSR1) || has(1, SIGPIPE) || has(1, SIGCHLD)) return "what the child ignores";
-    if (sigismember(&mask, SIGTERM)) return "what stays blocked";
-    for (const int number : {SIGPIPE, SIGCHLD, SIGUSR2}) {
-      if (sigismember(&mask, number) != 1) return "what the host had blocked";
+    if (getSignals(0) != 0) return "what the child blocks";
+    if (getSignals(1) != 1U << (SIGUSR1 - 1)) return "what the child ignores";
+    for (const int number : {SIGPIPE, SIGCHLD, SIGUSR2, SIGTERM}) {
+      if ((sigismember(&mask, number) == 0) != (number == SIGTERM)) return "what the host blocks";
     }
     return "";
   });
   EXPECT_EQ(wrong, "");
+}
+
+struct StackRun {
+  const Argv& argv;
+  int result = 0;
+  std::ptrdiff_t changes = 0;  // of bytes in the memory below the guard page
+};
+
+void runOnStack(std::size_t size, StackRun& run) {
+  constexpr std::size_t below = 1 << 20, guard = 1 << 12;
+  char* const memory = static_cast<char*>(mmap(
+      nullptr, below + guard + size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  std::fill_n(memory, below, 'x');
+  mprotect(memory + below, guard, PROT_NONE);
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstack(&attributes, memory + below + guard, size);
+  const auto body = [](void* argument) -> void* {
+    auto& inThread = *static_cast<StackRun*>(argument);
+    inThread.result = Process().run(inThread.argv, true, nullptr, true, true, true, false, true);
+    return nullptr;
+  };
+  pthread_t thread;
+  EXPECT_EQ(pthread_create(&thread, &attributes, body, &run), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+  run.changes = std::count_if(memory, memory + below, [](char byte) { return byte != 'x'; });
+  munmap(memory, below + guard + size);
+}
+
+// The child that starts uses the host's memory and the stack of the thread that called.
+TEST(Process, KeepsLongCommandLinesOffTheStack) {
+  const ScratchDirectory scratch;
+  const std::string client = scratch.write("client", "exit $(($# % 100))");  // the shell's to run
+  std::filesystem::permissions(client, std::filesystem::perms::owner_all);
+  const auto smallest = static_cast<std::size_t>(sysconf(_SC_THREAD_STACK_MIN));
+  for (const std::size_t size : {smallest, 32 * smallest}) {
+    for (const std::size_t count : {507, 1007, 4007, 20007, 100007}) {
+      Argv argv(count + 1, "x");
+      argv.front() = client.c_str();
+      StackRun run{argv};
+      runOnStack(size, run);
+      EXPECT_EQ(run.result, 7) << count << " on " << size;
+      EXPECT_EQ(run.changes, 0) << count << " on " << size;
+    }
+  }
 }
 
 TEST(Process, LeavesNothingBehindAfterManyRuns) {

@@ -88,8 +88,9 @@ class CVSInterface : public SourceCodeControlSystemProviderInterface {
 
   // Runs `cvsExecutable -d cvsRoot globalOptions command commandOptions files` in a directory
   // (empty: the host's current one), each string passed as one argument. Returns the client's exit
-  // status, 0 for success and -1 when it could not be run; `output` receives its standard output
-  // as lines. A failure, or any text on standard error, becomes the last error.
+  // status, 0 for success. From 128 on it comes back less 256; -1 also means that a signal ended
+  // the client, or that it could not be run. `output` receives its standard output as lines. A
+  // failure, or any text on standard error, becomes the last error.
   int executeCVSCommand(const std::string& command, const std::vector<std::string>& globalOptions,
                         const std::vector<std::string>& commandOptions,
                         const std::string& workingDirectory, const std::vector<std::string>& files,

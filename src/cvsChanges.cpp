@@ -22,7 +22,7 @@ bool CVSInterface::joinMulti(const std::string& command, const std::vector<std::
     multiFiles.push_back(file);
     return true;
   }
-  // A login that cut a batch off has left its options: an update drops them, a commit adds to them.
+  // A login inside the batch has left the options: an update drops them, a commit adds to them.
   std::string newCommand = command;
   std::vector<std::string> newOptions;
   if (command != "update") newOptions = multiOptions;

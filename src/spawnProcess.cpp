@@ -334,7 +334,8 @@ int waitForEnd(Child& child, Descriptor& errors) {
   return child.exitStatus().value_or(failed);
 }
 
-// Looks for the end of a child that nobody waits for. An end by a signal counts as none.
+// Looks for the end of a child that nobody waits for. Returns 0 when it sees none, and also when a
+// signal ended the child.
 int lookForEnd(Child& child) {
   constexpr int checks = 10;
   constexpr int microseconds = 1000;

@@ -1,23 +1,22 @@
 #include "spawnProcess.h"
 
 #include <fcntl.h>
-#include <paths.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -195,81 +194,40 @@ void restoreSignals() {
   pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Lists the paths at which execvp would look for a program.
-std::vector<std::string> listPlaces(const std::string& name) {
-  if (name.empty() || name.find('/') != name.npos) return {name};
-  const char* const path = std::getenv("PATH");
-  std::string_view rest = path == nullptr ? "/bin:/usr/bin" : path;
-  std::vector<std::string> places;
-  while (true) {
-    const std::size_t end = rest.find(':');
-    const std::string directory(rest.substr(0, end));
-    places.push_back(directory.empty() ? name : directory + '/' + name);
-    if (end == rest.npos) return places;
-    rest.remove_prefix(end + 1);
-  }
-}
-
-// Whether execvp would look in the next place after this error.
-bool isAbsence(int error) {
-  return error == ENOENT || error == EACCES || error == ENOTDIR || error == ESTALE ||
-         error == ENODEV || error == ETIMEDOUT;
-}
-
-// A program and its arguments, put together before the child exists, which must not allocate.
-//
-// A program without "#!" is the shell's to run. For that execvp copies all arguments to the stack,
-// which is the host's and may be small. Here the shell's name stands before them from the start.
-class Program {
- public:
-  explicit Program(const std::list<const char*>& argv)
-      : places_(listPlaces(argv.front())), arguments_{const_cast<char*>(_PATH_BSHELL)} {
-    for (const char* argument : argv) arguments_.push_back(const_cast<char*>(argument));
-    arguments_.push_back(nullptr);
-  }
-
-  // Becomes the program at the first place that has it, as execvp does. Returns when none has.
-  void execute() {
-    for (const std::string& place : places_) {
-      execv(place.c_str(), &arguments_[1]);
-      if (errno == ENOEXEC) {
-        arguments_[1] = const_cast<char*>(place.c_str());
-        execv(_PATH_BSHELL, arguments_.data());
-      }
-      if (!isAbsence(errno)) return;
-    }
-  }
-
- private:
-  std::vector<std::string> places_;
-  std::vector<char*> arguments_;  // the shell's name, those of the program, null
+// What a child is to become. The descriptors are -1 when it keeps the host's streams.
+struct Program {
+  char* const* arguments;
+  const char* directory;  // null or empty for the host's current one
+  int output, errors;
 };
 
-// Turns the child into the program. The descriptors are -1 when the child keeps the host's streams.
-// A child that cannot start ends by _exit, which runs no exit handler of the host's and writes none
-// of its buffered text.
-[[noreturn]] void becomeProgram(Program& program, const char* directory, int output, int errors) {
+// Turns the child into the program. Returns the exit status of a child that cannot start: it ends
+// without running an exit handler of the host's, and without writing the host's buffered text.
+int becomeProgram(void* start) {
+  const auto& [arguments, directory, output, errors] = *static_cast<Program*>(start);
   restoreSignals();
   const bool connected =
       output == -1 || (dup2(output, STDOUT_FILENO) != -1 && dup2(errors, STDERR_FILENO) != -1);
   const bool entered = directory == nullptr || *directory == '\0' || chdir(directory) == 0;
-  if (connected && entered) program.execute();
-  _exit(failedExitStatus);
+  if (connected && entered) execvp(arguments[0], arguments);
+  return failedExitStatus;
 }
 
-// Starts a child that becomes the program. Returns its process id, or -1.
+// Starts a child that becomes the program, which has so many arguments. Returns its process id, or
+// -1.
 //
-// vfork copies nothing, while fork copies the page tables, which takes longer than a command where
-// the host is large. Until the program has started this thread stands still and the child uses its
-// memory. Only async-signal-safe calls are allowed there, and no handler of the host's may run.
-// posix_spawn does the same, but refuses a program without "#!".
-pid_t startProgram(Program& program, const char* directory, int output, int errors) {
+// The child uses the memory of the host, as after vfork, and this thread stands still until the
+// program has started: fork would copy the page tables, which takes longer than a command where the
+// host is large. Only async-signal-safe calls are allowed there, and no handler of the host's may
+// run. The stack is the child's own: for a program without "#!", which is the shell's to run,
+// execvp copies all arguments to it. posix_spawn does the same, but refuses such a program.
+pid_t startProgram(Program program, std::size_t count) {
+  constexpr std::size_t forCalls = 64 << 10;
+  using Unit = std::max_align_t;
+  const std::size_t units = (forCalls + count * sizeof(char*)) / sizeof(Unit);
+  const std::unique_ptr<Unit[]> stack(new Unit[units]);
   const HeldSignals held(HeldSignals::all);
-  // NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
-  const pid_t child = vfork();
-  if (child == 0) becomeProgram(program, directory, output, errors);
-  return child;
-  // NOLINTEND(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
+  return clone(becomeProgram, stack.get() + units, CLONE_VM | CLONE_VFORK | SIGCHLD, &program);
 }
 
 // Owns a child, or none (-1), and reaps it in the destructor at the latest.
@@ -362,11 +320,13 @@ int Process::run(std::list<const char*> argv, bool wait, const char* directory, 
   Pipe output, errors;
   if (capturing && !(output.open() && errors.open())) return failed;
 
-  Program program(argv);
-  if (!child.adopt(
-          startProgram(program, directory, output.writeEnd.get(), errors.writeEnd.get()))) {
-    return failed;
-  }
+  std::vector<char*> arguments;
+  for (const char* argument : argv) arguments.push_back(const_cast<char*>(argument));
+  arguments.push_back(nullptr);
+
+  const Program program = {arguments.data(), directory, output.writeEnd.get(),
+                           errors.writeEnd.get()};
+  if (!child.adopt(startProgram(program, arguments.size()))) return failed;
   if (capturing) {
     output.writeEnd.close();
     errors.writeEnd.close();

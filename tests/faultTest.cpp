@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdarg.h>
 
@@ -90,8 +91,9 @@ int fclose(FILE* file) {
   return fails("fclose", ENOSPC) ? EOF : result;
 }
 
-pid_t vfork() noexcept {
-  return fails("vfork", EAGAIN) ? -1 : fork();  // from whose child it is allowed to return
+int clone(int (*run)(void*), void* stack, int flags, void* argument, ...) noexcept {
+  static const auto own = SYSTEMS_OWN(clone);
+  return fails("clone", EAGAIN) ? -1 : own(run, stack, flags, argument);
 }
 
 pid_t waitpid(pid_t child, int* status, int options) {
@@ -188,13 +190,16 @@ class Faults : public ProviderTest {
     sigprocmask(SIG_SETMASK, nullptr, &held);
     EXPECT_FALSE(sigismember(&held, SIGCHLD)) << "SIGCHLD stays blocked";
     const Lines made = takeCalls(), done = deedsOf(made);
-    EXPECT_TRUE(!result || done == wanted) << ::testing::PrintToString(done);
+    // Without poll the output is cut, and the client may succeed nonetheless.
+    const bool mayBeCut = planned.function == "poll";
+    EXPECT_TRUE(!result || mayBeCut || done == wanted) << ::testing::PrintToString(done);
 
     const std::string command = host->getLastErrorCommand(), text = host->getLastError();
     EXPECT_TRUE(text.empty() || text == command + longName) << command << ": " << text;
     const std::string local = host->getLocalRoot(), remote = host->getRemoteRoot();
     EXPECT_TRUE(remote.empty() || (local == other) == (remote == longName)) << local << remote;
     if (thrown) operation.check(*host, made);
+    if (mayBeCut) host->refresh();  // forgets a status that was cut
     EXPECT_TRUE(operation.run(*host));
     library.release(host);
     deedsOf(takeCalls());
@@ -271,14 +276,9 @@ TEST_F(Faults, FailOneCallAndLoseNothing) {
        },
        ranOnce},
   };
-  const char* const functions[] = {"new",   "vfork",   "pipe2",  "fcntl", "poll",
+  const char* const functions[] = {"new",   "clone",   "pipe2",  "fcntl", "poll",
                                    "read",  "waitpid", "fopen",  "fgets", "fputs",
                                    "fputc", "fclose",  "mkdtemp"};
-#ifdef __SANITIZE_ADDRESS__
-  constexpr int step = 7;  // there every fork copies the sanitizer's own tables
-#else
-  constexpr int step = 1;
-#endif
   int tried = 0;
   for (const Operation& operation : operations) {
     SCOPED_TRACE(operation.name);
@@ -289,7 +289,7 @@ TEST_F(Faults, FailOneCallAndLoseNothing) {
     for (const char* function : functions) {
       SCOPED_TRACE(function);
       long before = allocations;
-      for (int at = 1; runWithFault(operation, {function, at}, wanted); at += step) {
+      for (int at = 1; runWithFault(operation, {function, at}, wanted); ++at) {
         EXPECT_EQ(allocations, before);
         ++tried;
         before = allocations;

@@ -122,37 +122,6 @@ TEST(Process, StartsTheChildWhereAndWithWhatItIsTold) {
             Lines{"| a  b |$HOME|'*'|"});
 }
 
-TEST(Process, LooksForTheProgramAlongTheSearchPath) {
-  const ScratchDirectory scratch;
-  const std::string top = scratch.path() + '/', file = scratch.write("file", "");
-  scratch.write("refused/client", "echo refused");
-  for (const char* name : {"a", "b"}) {
-    const std::string client = scratch.write(std::string(name) + "/client", "echo \"$0\"");
-    std::filesystem::permissions(client, std::filesystem::perms::owner_all);
-  }
-  std::filesystem::create_directory(top + "loop");
-  std::filesystem::create_symlink("client", top + "loop/client");
-  const std::string a = top + "a", b = top + "b";
-  const struct {
-    std::string path;
-    Lines found;
-  } cases[] = {{"/none:" + file + ':' + top + "refused:" + b + ':' + a, {b + "/client"}},
-               {"/none:", {"client"}},
-               {':' + b, {"client"}},
-               {"", {"client"}},
-               {"../b", {"../b/client"}},
-               {"/none:" + top + "refused", {}},
-               {top + "loop:" + b, {}}};
-  const std::string before = std::getenv("PATH");
-  for (const auto& [path, found] : cases) {
-    setenv("PATH", path.c_str(), 1);
-    EXPECT_EQ(Outcome(Argv{"client"}, true, a.c_str()).output, found) << path;
-  }
-  unsetenv("PATH");
-  EXPECT_EQ(Outcome(Argv{"true"}).result, 0);
-  setenv("PATH", before.c_str(), 1);
-}
-
 // Neither what the host has buffered nor its exit handlers belong to a child, started or not.
 TEST(Process, LeavesTheHostsStreamsAloneUnlessItCapturesBoth) {
   const ScratchDirectory scratch;

@@ -256,4 +256,30 @@ it_passes_on_what_the_client_warns_of() {
 }
 
 
+it_completes_what_its_help_lists() {
+  local line wanted
+  mkdir -p "$scratch/there/docs" && touch "$scratch/there/main.c" "$scratch/here"
+  # shellcheck source=../packaging/completion.bash
+  . "$sources/packaging/completion.bash"
+  while IFS='|' read -r line wanted; do
+    read -ra COMP_WORDS <<<"$line"
+    [ "${line: -1}" != ' ' ] || COMP_WORDS+=('')
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    _scchost "$scchost" "${COMP_WORDS[COMP_CWORD]}"
+    equal "$line|$wanted" "$line|${COMPREPLY[*]}"
+  done <<'EOT'
+scchost sta|status
+scchost -j 4 sta|status
+scchost -m x com|commit
+scchost status --ch|--changed
+scchost commit --ch|
+scchost --directory = the|there
+scchost --directory = there status ma|main.c
+scchost -C there diff d|docs/
+scchost add he|here
+scchost cat -C there -o he|here
+scchost ls he|
+EOT
+}
+
 run_scenarios "$@"

@@ -1,301 +1,474 @@
 #!/usr/bin/env bash
-# scchost in the corners where work could be lost, or something said that nobody saw.
+# What scchost says, and how it ends.
 # shellcheck source-path=SCRIPTDIR source=shell.sh
+# shellcheck disable=SC2016,SC2119,SC2317 # scripts of other shells; called by name, and without arguments
 . "$(dirname "$0")/shell.sh"
-command -v cvs >/dev/null || skip "there is no cvs client on this machine"
 
-export CVSROOT=$scratch/repository
-ann=$scratch/ann bob=$scratch/bob
-cvs init
-run 0 "$scchost" mkdir tool
-run 0 "$scchost" checkout "$ann" tool
-for file in a.c dead.c id base.c z.c -dash; do printf '1\n2\n3\n' >"$ann/$file"; done
-printf '1\0\n2' >"$ann/logo.png"
-mkdir -p "$ann/docs/deep" "$ann/-dir"
-for file in docs/f.txt docs/deep/g.txt -dir/x; do echo 1 >"$ann/$file"; done
-run 0 "$scchost" -C "$ann" add -m first a.c dead.c id base.c z.c docs/f.txt docs/deep/g.txt
-(cd "$ann/-dir" && cvs -Q import -m 'the client adds no such name' tool/-dir vendor start)
-(cd "$ann" && cvs -Q add -kb logo.png && cvs -Q commit -m binary)
-cvs -Q checkout -d "$bob" tool
+# says: runs scchost in bob's working copy for each line of the input, which has the exit status, the
+# words of the command, and what is said, with "~" for a line end; nothing else is where "=" begins it.
+says() {
+  local status words said
+  while IFS='|' read -r status words said; do
+    eval "run $status timeout 20 '$scchost' -C '$bob' $words"
+    said=${said//\~/$'\n'}
+    if [ "${said:0:1}" = = ]; then equal "${said:1}" "$output"; else holds "$said"; fi
+  done
+}
 
-# A name is a name, whatever it holds; without "--" too.
-in_bob() { run "$1" "$scchost" -C "$bob" "${@:2}"; }
-names=('[id]' '[a.c]' '[]' ++ '{}' %% status 'a,b')
-for name in "${names[@]}"; do echo "of $name" >"$bob/$name"; done
-in_bob 0 add "${names[@]}"
-equal "$(printf 'added %s\n' "${names[@]}")" "$output"
-echo changed | tee -a "$bob/a.c" "$bob/id" >/dev/null
-for name in "${names[@]}"; do
-  echo more >>"$bob/$name"
-  in_bob 0 revert "$name"
-  equal "reverted $name 1.1; your text is in .#$name.1.1" "$output"
-  equal "of $name" "$(cat "$bob/$name")"
-done
-equal $'changed\nchanged' "$(cd "$bob" && tail -qn 1 a.c id)"
-in_bob 0 revert a.c id
-in_bob 2 update --clean ''
-holds 'is empty'
-in_bob 0 update -C "$bob" # the directory, as everywhere
-equal 'nothing to update' "$output"
+it_sees_the_end_of_its_client() {
+  take_tree
+  echo mine >>"$bob/a.c"
+  run 0 env --ignore-signal=CHLD "$scchost" -C "$bob" commit a.c
+  equal 'committed a.c 1.1.1.1 -> 1.2' "$output"
+}
 
-# Bad usage, and where the working copy is.
-while IFS='|' read -r status arguments words; do
-  # shellcheck disable=SC2086 # words
-  in_bob "$status" $arguments
-  holds "$words"
-done <<'EOT'
+it_checks_out_what_is_asked_for() {
+  local work=$scratch/work
+  take_tree
+  run 0 "$scchost" checkout "$work" tool
+  equal "$work is a working copy of tool
+directories that are not here: docs; cvs update -d brings them" "$output"
+  sed -i /a.c/d "$work/CVS/Entries" # as an interruption leaves it
+  rm "$work/a.c" "$work/b.c"
+  does "$work" 'cvs -Q rm -f c.c'
+  run 0 "$scchost" checkout "$work/" tool/
+  holds "$work already is a working copy of tool" $'restored a.c\nrestored b.c\n'
+  cmp "$ann/a.c" "$work/a.c" || fail 'a.c differs'
+  [ ! -e "$work/c.c" ] || fail 'c.c came back'
+  cvs -d "$scratch/other" init
+  does "$scratch" 'cvs -Q checkout CVSROOT && cd CVSROOT && echo "alias tool/docs" >>modules && cvs -Q commit -m alias'
+  mkdir "$scratch/empty" "$scratch/full" "$scratch/closed"
+  echo mine >"$scratch/full/a.c"
+  chmod a-w "$scratch/closed"
+  while IFS='|' read -r status local remote said; do
+    run "$status" "$scchost" -C "$scratch" checkout "$local" "$remote"
+    holds "$said"
+  done <<'EOT'
+0|empty|tool/docs|empty is a working copy of tool/docs
+0|empty|alias|empty already is a working copy of tool/docs
+1|empty|tool|empty already is a working copy, of tool/docs
+0|top|.|top is a working copy of .
+1|full|tool|full is neither empty nor a working copy
+1|file|tool/a.c|tool/a.c is a file; check out the directory that it is in
+1|none/such|tool|there is no directory
+1|none|no/such|cannot find module
+EOT
+  equal mine "$(cat "$scratch/full/a.c")"
+  [ "$(id -u)" -eq 0 ] || run 1 "$scchost" checkout "$scratch/closed/work" tool
+  [ "$(id -u)" -eq 0 ] || holds "cannot write to $scratch/closed: Permission denied"
+  run 1 "$scchost" --root "$scratch/other" checkout "$work" tool
+  holds "already is a working copy, of tool in the repository $CVSROOT"
+}
+
+it_asks_for_no_password_where_none_is_needed() {
+  local root
+  for root in /r :local:/r :fork:/r :ext:h:/r ':ext;CVS_RSH=x:ann@h:/r' ann@h:/r :server:h:/r; do
+    for command in login logout; do
+      run 0 "$scchost" --root "$root" "$command"
+      equal "no login is needed for $root" "$output"
+    done
+  done
+  run 1 "$scchost" --root :pserver:h:/r login
+  holds 'no password was given'
+}
+
+it_names_what_it_left_alone() {
+  take_tree
+  mkdir "$ann/nd" && echo 1 >"$ann/nd/n.c"
+  does "$ann" 'cvs -Q add nd nd/n.c && cvs -Q commit -m nd && cvs -Q rm -f d.c && cvs -Q commit -m gone'
+  echo 1 | tee "$bob/plain.c" >"$bob/added.c"
+  does "$bob" 'cvs -Q add added.c && cvs -Q rm -f b.c && cvs -Q edit d.c'
+  echo mine >>"$bob/d.c"
+  rm "$bob/a.c" && mkdir "$bob/a.c"
+  mv "$bob/docs/deep" "$scratch/deep"
+  says <<'EOT'
+1|update a.c|a.c has a directory in its place
+1|revert a.c|a.c has a directory in its place
+1|update b.c|=scchost: b.c is still scheduled for removal; add brings it back
+1|revert b.c|b.c is still scheduled for removal
+1|update added.c|added.c is still scheduled to be added
+1|update plain.c|plain.c is not under version control
+1|revert none.c|none.c is known neither here nor in the repository
+1|update docs/deep|docs/deep is a missing directory; cvs update -d restores it
+1|unedit docs/deep|docs/deep is a missing directory
+1|update nd|nd is a directory in the repository; cvs update -d nd brings it
+1|status nd|nd: it is a directory in the repository; cvs update -d nd brings it
+1|status none.c|=unknown				none.c~scchost: none.c: it is not under version control here; cvs rls said:~cvs rls: cannot find module `tool/none.c' - ignored
+1|edit --clean d.c|=scchost: d.c cannot be replaced: the provider tells no state of it
+1|unedit d.c|d.c has changed since its edit was announced
+1|unedit --revert d.c|d.c cannot be replaced: the provider tells no state of it
+1|unedit c.c|=scchost: c.c is not being edited
+1|unedit none.c|=scchost: none.c is not being edited
+0|update c.c|=nothing to update
+0|revert c.c|=nothing to revert
+0|commit c.c|=nothing is modified
+1|unedit docs|docs/deep is a missing
+0|cat c.c|=1~2~3
+1|cat none.c|=scchost: cannot fetch revision HEAD of none.c: neither the working copy nor the repository knows it
+1|cat -r 9.9 c.c|=scchost: cannot fetch revision 9.9 of c.c: it may have no such revision; cvs update said:~cvs update: `c.c' is no longer in the repository
+1|cat docs|docs is a directory
+0|ls tool/c.c|=c.c
+0|ls tool/docs|=f.txt
+1|ls ./-R|the client would take that for an option
+1|--client true status c.c|scchost: .: the client told nothing of its files
+2|status -j 4294967297|--jobs needs a number from 1 to 1000
+EOT
+  equal '1 2 3 mine' "$(lines "$bob/d.c")"
+}
+it_says_where_patch_may_refuse() {
+  take_tree
+  sed -i '2s/$/ mine/' "$bob/a.c"
+  printf '1\r\n2\r\n3\r\n' >"$bob/b.c"
+  printf '1\r\n2\r\n3\r\nmine\r\n' >"$bob/c.c"
+  printf '1\n2\n3\nmine' >"$bob/d.c"
+  printf '1\0\n' >"$bob/e.c"
+  says <<'EOT'
+1|diff b.c|=scchost: b.c differs only in its line ends
+1|diff c.c|+mine~scchost: c.c has other line ends than line feeds
+1|diff d.c|+mine~scchost: d.c has other line ends than line feeds
+1|diff e.c|=Binary file e.c differs
+0|diff docs|=
+EOT
+  in_bob 1 diff a.c
+  equal "--- a.c	revision 1.1.1.1
++++ a.c	working file
+@@ -1,3 +1,3 @@
+ 1
+-2
++2 mine
+ 3" "$output"
+  patch -s "$ann/a.c" <<<"$output"
+  cmp "$ann/a.c" "$bob/a.c" || fail 'the patched file differs'
+  yes line | head -n 100000 >"$bob/a.c"
+  run 0 bash -o pipefail -c "! '$scchost' -C '$bob' diff a.c | head -n 1"
+  equal $'--- a.c\trevision 1.1.1.1' "$output"
+}
+
+it_tells_what_to_do_about_conflicts() {
+  take_tree
+  echo ann | tee -a "$ann/logo.png" >>"$ann/a.c"
+  echo bob | tee -a "$bob/logo.png" >>"$bob/a.c"
+  does "$ann" 'cvs -Q commit -m ann'
+  in_bob 1 update
+  equal 'conflict in a.c; your text is in .#a.c.1.1.1.1
+conflict in logo.png; your text is in .#logo.png.1.1.1.1
+scchost: 1 file has a conflict: edit the conflict markers away, then commit
+scchost: 1 binary file has a conflict: it is the repository'\''s now, and yours is .#NAME.REVISION beside it; copy that back and commit, or revert' "$output"
+  says <<'EOT'
+1|update|=conflict in a.c~conflict in logo.png~scchost: 1 file has a conflict: edit the conflict markers away, then commit~scchost: 1 binary file has a conflict: it is the repository's now, and yours is .#NAME.REVISION beside it; copy that back and commit, or revert
+2|diff a.c|=scchost: a.c: it has a conflict: edit the conflict markers away first
+1|cat a.c|the file has a conflict; edit the conflict markers away first
+1|commit a.c|had a conflict and has not been modified
+EOT
+  cp "$bob/.#logo.png.1.1.1.1" "$bob/logo.png"
+  sed -i '/^[<=>]\{7\}/d' "$bob/a.c"
+  in_bob 0 commit
+  holds 'committed a.c 1.2 -> 1.3' 'committed logo.png 1.2 -> 1.3'
+  cvs -Q checkout -p tool/logo.png | cmp - "$bob/logo.png" || fail 'the binary file differs'
+}
+
+it_writes_one_row_a_line_whatever_a_name_holds() {
+  local name
+  take_tree
+  local names=($'line\nfeed' $'tab\tinside' '"quoted"' "'single" 'plain "quote"' $'bell\a')
+  for name in "${names[@]}"; do echo 1 >"$bob/$name"; done
+  in_bob 0 add "${names[@]:1}"
+  equal $'added "tab\\tinside"\nadded "\\"quoted\\""\nadded "\'single"\nadded plain "quote"\nadded "bell\a"' "$output"
+  in_bob 0 status --untracked --changed
+  equal $'?\t\t\t\t"line\\nfeed"' "$output"
+  echo 2 >>"$bob/tab	inside"
+  in_bob 1 diff
+  holds $'--- "tab\\tinside"\trevision 1.1'
+  # As it is written there, run reads it.
+  in_bob 0 status
+  printf "setRoots '%s'\n" "$bob" >"$scratch/script"
+  cut -f 5 <<<"$output" | sed -n 's/^"/status "/p' >>"$scratch/script"
+  run 0 "$scchost" run "$scratch/script"
+  equal 4 "$(grep -c '^status: true' <<<"$output")"
+  run 0 script -qec "'$scchost' -C '$bob' status --untracked" /dev/null
+  holds ' line?feed' ' tab?inside' ' "quoted"' ' bell?' ' files: '
+}
+
+it_runs_one_client_a_directory() {
+  local directory client=$scratch/counting
+  take_tree
+  printf '#!/bin/sh\necho >>"%s/count"\nexec cvs "$@"\n' "$scratch" >"$client"
+  chmod +x "$client"
+  # counts CLIENTS COMMAND...
+  counts() {
+    : >"$scratch/count"
+    in_bob 0 --client "$client" "${@:2}"
+    equal "$1" "$(grep -c '' "$scratch/count")"
+  }
+  counts 3 status
+  rm "$bob/b.c" "$bob/c.c" "$bob/docs/deep/g.txt"
+  counts 2 status
+  equal 3 "$(grep -c ^missing <<<"$output")"
+  does "$ann" 'cvs -Q rm -f d.c e.c && cvs -Q commit -m gone'
+  echo mine | tee -a "$bob/d.c" >>"$bob/e.c"
+  counts 4 status --changed # one for each of the two, too
+  equal 2 "$(grep -c ^dead <<<"$output")"
+}
+
+it_knows_whether_a_directory_was_read() {
+  local client=$scratch/failing
+  take_tree
+  # A client that fails for one directory only, though its repository can be listed.
+  printf '#!/bin/sh\ncase $PWD-$* in */docs-*status*) echo broken >&2; exit 1 ;; esac\nexec cvs "$@"\n' >"$client"
+  chmod +x "$client"
+  in_bob 1 --client "$client" status
+  holds $'no status\t\t\t\tdocs/f.txt' $'Up-to-date\t1.1.1.1\t1.1.1.1\t\tdocs/deep/g.txt' \
+    $'scchost: docs: status failed; cvs status said:\nbroken'
+  in_bob 1 --client "$client" commit
+  holds 'nothing is committed'
+}
+
+it_says_when_names_do_not_fit() {
+  local name
+  take_tree
+  mkdir -p "$scratch/source/few"
+  for name in {1..900}; do echo 1 >"$scratch/source/$name$(printf '%0140d' 0).txt"; done
+  echo 1 >"$scratch/source/few/one.c"
+  does "$scratch/source" 'cvs -Q import -m many many v s'
+  does "$scratch" 'cvs -Q checkout many'
+  find "$scratch/many" -name '*.txt' -exec sed -i s/1/2/ {} +
+  run 1 bash -c "ulimit -s 512 && '$scchost' -C '$scratch/many' commit"
+  equal 'scchost: the names of 900 files are more than one command line holds; name fewer, such as one directory' "$output"
+  sed -i s/1/2/ "$scratch/many/few/one.c"
+  run 0 bash -c "ulimit -s 512 && '$scchost' -C '$scratch/many' commit few"
+  run 0 "$scchost" -C "$scratch/many" commit
+  equal 900 "$(grep -c '^committed' <<<"$output")"
+}
+
+it_passes_on_what_the_client_warns_of() {
+  local client=$scratch/warning command
+  take_tree
+  printf '#!/bin/sh\necho "cvs $3: heed this" >&2\necho "cvs $3: Updating ." >&2\nexec cvs "$@"\n' >"$client"
+  chmod +x "$client"
+  export CVS_GNU_CLIENT=$client
+  echo mine >>"$bob/a.c"
+  for command in 'edit b.c' 'unedit b.c' 'update a.c' 'commit a.c'; do
+    # shellcheck disable=SC2086 # words
+    in_bob 0 $command
+    holds ": heed this"
+    case $output in *Updating*) fail "$output" ;; esac
+  done
+}
+
+
+it_completes_what_its_help_lists() {
+  local line wanted
+  mkdir -p "$scratch/there/docs" && touch "$scratch/there/main.c" "$scratch/here"
+  # shellcheck source=../packaging/completion.bash
+  . "$sources/packaging/completion.bash"
+  while IFS='|' read -r line wanted; do
+    read -ra COMP_WORDS <<<"$line"
+    [ "${line: -1}" != ' ' ] || COMP_WORDS+=('')
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    _scchost "$scchost" "${COMP_WORDS[COMP_CWORD]}"
+    equal "$line|$wanted" "$line|${COMPREPLY[*]}"
+  done <<'EOT'
+scchost sta|status
+scchost -j 4 sta|status
+scchost -m x com|commit
+scchost status --ch|--changed
+scchost commit --ch|
+scchost --directory = the|there
+scchost --directory = there status ma|main.c
+scchost -C there diff d|docs/
+scchost add he|here
+scchost cat -C there -o he|here
+scchost ls he|
+EOT
+}
+
+it_takes_any_name() {
+  local name added ended state
+  take_tree
+  echo 'cvs -q' >"$HOME/.cvsrc"
+  # The exit status of adding it, and of asking for the state that it then has: a name that begins
+  # with "-" is an option to the client's "add", and one that holds "Status:" is cut there.
+  while IFS='|' read -r name added ended state; do
+    echo 1 >"$bob/$name"
+    in_bob "$added" add -- "$name"
+    [ "$added" -eq 0 ] || does "$bob" "cvs -Q add -- '$name' && cvs -Q commit -m x -- '$name'"
+    echo 2 >>"$bob/$name"
+    in_bob "$ended" status -- "$name"
+    equal "$state" "$(cut -f 1 <<<"${output%%$'\n'*}")"
+    in_bob 0 commit -m "about $name" -- "$name"
+    rm -f "$bob/$name"
+    in_bob 0 status -- "$name"
+    holds missing
+    in_bob 0 update -- "$name"
+    equal '1 2' "$(lines "$bob/$name")"
+  done <<'EOT'
+with two  spaces.txt|0|0|Locally Modified
+naïve – ü.txt|0|0|Locally Modified
+it's "quoted" $HOME; &.txt|0|0|Locally Modified
+no file really.txt|0|0|Locally Modified
+-dash.txt|1|0|Locally Modified
+File: Status: x.txt|0|1|no status
+[a.c] {} ++ %%|0|0|Locally Modified
+status|0|0|Locally Modified
+EOT
+  # The client reports a missing "x" under the name of a file called "no file x", which wins.
+  echo 1 | tee "$bob/x" >"$bob/no file x"
+  in_bob 0 add x 'no file x'
+  rm "$bob/x"
+  in_bob 0 status x 'no file x'
+  equal $'missing\t\t\t\tx\nNeeds Checkout\t1.1\t1.1\t\tno file x' "$output"
+}
+
+it_refuses_what_makes_no_sense() {
+  take_tree
+  says <<EOT
 2|status --clean|status has no option --clean
 2|status -j 0|--jobs needs a number
+2|status -j 4294967297|--jobs needs a number from 1 to 1000
 2|-x status|invalid option -- 'x'
 2|frob|there is no command frob
+2||no command given
 2|cat|usage: cat PATH
 2|cat -r|option requires an argument -- 'r'
+2|update --clean ''|is empty
+2|-C '' status|is empty
 1|-C nope status|there is no directory nope
+1|-C / status|=scchost: / is not a working copy: it has no CVS/Repository that can be read
+1|--client none status a.c|there is no program none; install it, or name another with --client
+1|--library /etc/passwd status|scchost: cannot load the provider: /etc/passwd
+2|diff none.c|it is not under version control here
+2|--client none diff|there is no program none
 EOT
-in_bob 2 -C '' status
-ln -s "$bob" "$scratch/link"
-run 0 env -C "$scratch/link" "$scchost" status "$scratch/link" "$scratch/link/docs/f.txt" docs
-equal 1 "$(grep -c 'docs/f.txt$' <<<"$output")"
+  rm "$bob/CVS/Root"
+  run 1 env -u CVSROOT "$scchost" -C "$bob" ls
+  holds 'which repository?'
+}
 
-# Nothing is taken back that is not known to be unmodified. The columns are how the file came into
-# its state, and what it holds.
-sleep 1 # so that the client sees a change by its time
-while IFS='|' read -r file change; do
-  (cd "$bob" && eval "$change")
-  wanted=$(cat "$bob/$file")
-  in_bob 1 unedit "$file"
-  holds "$file is not being edited"
-  equal "$wanted" "$(cat "$bob/$file")"
-done <<'EOT'
-a.c|echo mine >>a.c
-dead.c|echo mine >>dead.c; (cd "$ann" && rm dead.c && cvs -Q rm dead.c && cvs -Q commit -m gone)
-z.c|sed -i s/1/bob/ z.c; (cd "$ann" && sed -i s/1/ann/ z.c && cvs -Q commit -m ann z.c); cvs -Q update z.c >"$scratch/merge" 2>&1
-new.c|echo mine >new.c; cvs -Q add new.c
-EOT
-ln -s /nowhere/at/all "$bob/base.c.link"
-mv "$bob/base.c" "$bob/kept" && ln -s /nowhere "$bob/base.c" # which blinds the whole directory
-in_bob 1 unedit id
-rm "$bob/base.c" "$bob/base.c.link" && mv "$bob/kept" "$bob/base.c"
-(cd "$bob" && cvs -Q edit id base.c && echo mine | tee -a id >>base.c && touch -d 2040-01-01 id)
-in_bob 1 unedit id
-sed -i.all /^D/d "$bob/CVS/Entries" # then the client looks at what is there
-(cd "$bob/docs" && cvs -Q edit f.txt && echo mine >>f.txt)
-for path in . docs; do
-  in_bob 1 unedit $path
-  holds 'has changed since'
-done
-equal 'mine mine mine' "$(cd "$bob" && tail -qn 1 id base.c docs/f.txt | paste -sd ' ')"
-in_bob 1 diff docs
-mv "$bob/CVS/Entries.all" "$bob/CVS/Entries"
-in_bob 0 unedit --revert id base.c docs
-equal 'reverted base.c; your text is in .#base.c.1.1.kept
-reverted docs/f.txt; your text is in docs/.#f.txt.1.1.kept
-reverted id; your text is in .#id.1.1.kept' "$(sort <<<"$output")"
-
-# A conflict stays one while the client does not replace the file.
-run 1 "$scchost" -C "$bob" --client false revert z.c
-equal 'scchost: update z.c failed; cvs update printed nothing on standard error
-conflict in z.c
-scchost: 1 file has a conflict: edit the conflict markers away, then commit' "$output"
-in_bob 0 status z.c
-equal $'conflict\t\t\t\tz.c' "$output"
-
-# Every file by its own state, with words only where they were said about it.
-in_bob 0 status a.c dead.c z.c new.c logo.png ./a.c "$bob/z.c"
-equal $'Locally Modified\t1.1\t1.1\t\ta.c
-dead\t\t\t\tdead.c
-conflict\t\t\t\tz.c
-added\t\t\t\tnew.c
-Up-to-date\t1.1\t1.1\t\tlogo.png' "$output"
-in_bob 1 status dead.c none.c z.c
-equal "dead				dead.c
-unknown				none.c
-conflict				z.c
-scchost: none.c: it is not under version control here; cvs rls said:
-cvs rls: cannot find module \`tool/none.c' - ignored" "$output"
-rm "$bob/-dir/x"
-in_bob 0 status ./-dir/x
-equal $'missing\t\t\t\t-dir/x' "$output"
-rm -r "$bob/docs"
-in_bob 1 update docs
-holds 'docs is a missing directory'
-in_bob 0 status docs
-equal $'missing\t\t\t\tdocs/f.txt\nmissing\t\t\t\tdocs/deep/g.txt' "$output"
-mkdir "$bob/plain"
-mv "$bob/-dir/CVS/Entries" "$scratch/entries"
-in_bob 1 status plain a.c ./-dir
-equal 'Locally Modified	1.1	1.1		a.c
+it_shows_every_state() {
+  local states
+  take_tree
+  does "$ann" 'echo 4 | tee -a a.c >>b.c && cvs -Q rm -f e.c && cvs -Q commit -m ann'
+  echo mine | tee "$bob/new.c" "$bob/plain.o" "$bob/ignored" >>"$bob/c.c"
+  echo ignored >"$bob/.cvsignore"
+  mkdir "$bob/plain"
+  does "$bob" 'sed -i 1s/1/one/ a.c && cvs -Q add new.c && cvs -Q rm -f d.c && cvs -Q edit c.c &&
+    echo mine >>e.c && rm docs/f.txt && rm -r docs/deep'
+  in_bob 0 --edit status --untracked
+  states=$output
+  equal 'Needs Merge	1.1.1.1	1.2		a.c
+Needs Patch	1.1.1.1	1.2		b.c
+Locally Modified	1.1.1.1	1.1.1.1	edited	c.c
+removed				d.c
+dead				e.c
+Up-to-date	1.1.1.1	1.1.1.1		logo.png
+added				new.c
+?				.cvsignore
+?				plain
+missing				docs/f.txt
+missing				docs/deep/g.txt' "$output"
+  in_bob 0 --edit status --untracked -j 16
+  equal "$states" "$output"
+  in_bob 0 --edit status --changed docs c.c ./c.c "$bob/c.c" logo.png
+  equal $'missing\t\t\t\tdocs/f.txt\nmissing\t\t\t\tdocs/deep/g.txt
+Locally Modified\t1.1.1.1\t1.1.1.1\tedited\tc.c' "$output"
+  # On a terminal with headings, colours, and a last line.
+  run 0 env -u NO_COLOR script -qec "'$scchost' -C '$bob' status" /dev/null
+  holds 'STATUS            WORKING  REPOSITORY  EDITED  PATH' $'\033[31mNeeds Merge     ' \
+    '9 files: 1 up to date, 1 modified, 1 added, 1 removed, 1 to be merged, 1 to be patched, 2 missing, 1 dead'
+  run 0 env NO_COLOR=1 script -qec "'$scchost' -C '$bob' status c.c" /dev/null
+  [[ $output != *$'\033'* ]] || fail "colour in: $output"
+  # Directories whose files are not known.
+  rm "$bob/docs/CVS/Entries"
+  in_bob 1 status --untracked plain docs logo.png
+  equal $'Up-to-date\t1.1.1.1\t1.1.1.1\t\tlogo.png
 scchost: plain and 1 more: it has no CVS/Entries that can be read, so its files are not known' "$output"
-for command in unedit 'edit --clean' 'unedit --revert'; do
-  # shellcheck disable=SC2086 # words
-  in_bob 1 $command ./-dir
-  holds 'cannot tell what is in -dir'
-done
-in_bob 1 status --untracked ./-dir
-equal '' "$(grep '^?' <<<"$output")"
-mv "$scratch/entries" "$bob/-dir/CVS/Entries"
-printf '*.tmp\n' >"$bob/.cvsignore"
-touch "$bob/x.tmp" "$bob/x.o" "$bob/"$'bell\a'
-in_bob 0 status --changed --untracked -j 1
-changes=$output
-equal $'?\t\t\t\tplain' "$(grep 'plain$' <<<"$changes")"
-equal '' "$(grep -E 'x.(tmp|o)$|Up-to-date' <<<"$changes")"
-in_bob 0 status --changed --untracked -j 16
-equal "$changes" "$output"
-run 0 script -qec "'$scchost' -C '$bob' status --untracked" /dev/null
-holds 'bell?' ' files: ' '1 modified, 1 added, 1 with a conflict'
-
-# It says what it saw happen, and else nothing.
-in_bob 0 commit id
-equal 'nothing is modified' "$output"
-in_bob 1 unedit id
-in_bob 1 update plain
-holds 'plain is not under version control'
-in_bob 1 update nowhere
-holds 'nowhere is known neither here nor in the repository'
-(cd "$ann" && mkdir gone && echo 1 >gone/f && "$scchost" add gone/f && cd "$bob" &&
-  cvs -Q update -d gone && cd "$ann" && cvs -Q rm -f gone/f && cvs -Q commit -m gone) >/dev/null
-echo 'update -P' >"$HOME/.cvsrc"
-in_bob 0 update gone # which takes the directory away
-holds 'removed gone/f'
-rm "$HOME/.cvsrc"
-mkdir "$bob/edits" && cp "$bob/id" "$bob/edits/one" && cp "$bob/id" "$bob/edits/two"
-in_bob 0 add edits/one edits/two
-echo mine >>"$bob/edits/two"
-in_bob 0 edit --clean edits
-equal $'editing edits/one\nediting edits/two; your text is in edits/.#two.1.1' "$output"
-equal $'1\n2\n3' "$(cat "$bob/edits/two")"
-in_bob 1 commit # with an open conflict
-holds 'z.c: it has a conflict' 'nothing is committed'
-in_bob 0 unedit edits
-equal $'released edits/one\nreleased edits/two' "$output"
-in_bob 0 revert z.c # an open conflict
-equal 'reverted z.c 1.2; your text is in .#z.c.1.2.kept' "$output"
-equal $'ann\n2\n3' "$(cat "$bob/z.c")"
-printf '%s\n' 'exit 1' >"$CVSROOT/CVSROOT/verify"
-(cd "$scratch" && cvs -Q checkout CVSROOT && cd CVSROOT && echo 'DEFAULT false' >>commitinfo &&
-  cvs -Q commit -m refuse) 2>/dev/null
-echo 1 >"$bob/late.c"
-in_bob 1 add late.c
-holds 'late.c is scheduled to be added; commit finishes it'
-(cd "$scratch/CVSROOT" && sed -i '$d' commitinfo && cp commitinfo "$CVSROOT/CVSROOT/commitinfo")
-
-# Differences as patch takes them, and a commit of all that is modified.
-printf 'x\n' >>"$bob/logo.png"
-printf '1\r\n2\r\n3\r\n' >"$bob/id"
-in_bob 1 diff a.c logo.png id base.c
-equal "--- a.c	revision 1.1
-+++ a.c	working file
-@@ -1,3 +1,4 @@
- 1
- 2
- 3
-+mine
-Binary file logo.png differs
-scchost: id differs only in its line ends" "$output"
-in_bob 0 diff base.c
-in_bob 2 diff none.c
-in_bob 2 --client none diff
-TMPDIR=/nowhere in_bob 2 diff a.c
-printf '#!/bin/sh\nexit 7\n' >"$scratch/diff" && chmod +x "$scratch/diff"
-PATH=$scratch:$PATH in_bob 2 diff a.c
-holds 'diff could not compare a.c'
-rm "$scratch/diff"
-in_bob 0 revert logo.png id
-(cd "$ann" && rm base.c && cvs -Q rm base.c && cvs -Q commit -m gone)
-in_bob 1 commit
-holds 'scchost: base.c: ' 'scchost: dead.c: ' # each by its name, as each wants to be looked at
-in_bob 1 diff
-rm "$bob/dead.c" "$bob/base.c"
-in_bob 0 commit -m all
-equal 'committing a.c
-committing late.c
-committing new.c
-committed a.c 1.1 -> 1.2
-committed late.c 1.1
-committed new.c 1.1' "$output"
-in_bob 0 commit
-equal 'nothing is modified' "$output"
-in_bob 1 add edits
-holds 'edits is a directory under version control'
-(cd "$bob" && rm edits/one && cvs -Q rm edits/one)
-in_bob 1 revert edits/one
-holds 'edits/one is still scheduled for removal'
-in_bob 0 commit
-equal $'committing edits/one\nremoved edits/one' "$output"
-
-# A revision whole, or not at all.
-echo kept >"$scratch/output"
-cp "$bob/logo.png" "$bob/late.c" # which is as binary, if not marked
-for arguments in logo.png late.c plain '-r 7.7 a.c' '-r none a.c' '-r 1.1 none.c'; do
-  # shellcheck disable=SC2086 # words
-  in_bob 1 cat -o "$scratch/output" $arguments
-  equal kept "$(cat "$scratch/output")"
-done
-in_bob 0 cat --force -r 1.1 logo.png
-
-# The repository.
-run 1 "$scchost" mkdir tool/Attic/sub
-holds 'the client keeps the name Attic for itself'
-run 1 "$scchost" mkdir tool/a.c/sub/more
-holds 'the repository has a file tool/a.c'
-(cd "$scratch/CVSROOT" && echo 'alias tool/docs' >>modules && cvs -Q commit -m alias) 2>/dev/null
-for module in tool tool/docs alias . tool/; do
-  for words in is 'already is'; do
-    run 0 "$scchost" checkout "$scratch/of ${module//\//-}" "$module"
-    holds " $words a working copy of "
+  for command in unedit 'edit --clean'; do
+    eval "in_bob 1 $command docs"
+    holds 'cannot tell what is in docs'
   done
-done
-run 1 "$scchost" checkout "$scratch/of alias" tool
-holds 'already is a working copy, of tool/docs'
-cvs -d "$scratch/other" init
-mkdir "$scratch/other/tool"
-run 1 "$scchost" --root "$scratch/other" checkout "$bob" tool
-holds "of tool in the repository $CVSROOT"
+  sed -i /^D/d "$bob/CVS/Entries" # then the client looks at what is there
+  in_bob 1 status
+  holds 'docs: it has no CVS/Entries'
+}
 
-# A password is asked for as users know it, and none is no login.
-# shellcheck disable=SC2317 # "run" calls it
-typed() {
+it_says_what_it_saw_happen() {
+  take_tree
+  does "$ann" 'sed -i 1s/1/ann/ a.c && sed -i 9s/9/ann/ e.c && cvs -Q commit -m ann && mkdir gone &&
+    echo 1 >gone/f && cvs -Q add gone gone/f && cvs -Q commit -m gone'
+  does "$bob" 'cvs -Q update -d gone && echo mine >new.c && sed -i 1s/1/one/ e.c && rm b.c'
+  does "$ann" 'cvs -Q rm -f gone/f && cvs -Q commit -m gone'
+  echo 'update -P' >"$HOME/.cvsrc" # which takes an empty directory away
+  says <<'EOT'
+1|commit -m Mine e.c|scchost: commit e.c failed; cvs commit said:~cvs commit: Up-to-date check failed for `e.c'
+0|update a.c b.c e.c gone|=cvs update: `gone/f' is no longer in the repository~updated a.c 1.1.1.1 -> 1.2~restored b.c 1.1.1.1~merged e.c 1.1.1.1 -> 1.2; your text is in .#e.c.1.1.1.1~removed gone/f
+0|add -m 'The "new" file' new.c|=added new.c
+0|commit -m Mine|=committing e.c~committed e.c 1.2 -> 1.3
+0|commit a.c b.c|=nothing is modified
+EOT
+  run 0 cvs rlog tool/new.c
+  holds 'The "new" file'
+  rm "$HOME/.cvsrc"
+  # A commit that the repository refuses leaves an added file scheduled.
+  does "$scratch" 'cvs -Q checkout CVSROOT && cd CVSROOT && echo "DEFAULT false" >>commitinfo && cvs -Q commit -m no'
+  echo 1 >"$bob/late.c"
+  in_bob 1 add late.c
+  holds 'late.c is scheduled to be added; commit finishes it'
+  cp "$scratch/CVSROOT/loginfo" "$CVSROOT/CVSROOT/commitinfo"
+  does "$bob" 'cvs -Q rm -f new.c'
+  says <<'EOT'
+0|commit|=committing late.c~committing new.c~committed late.c 1.1~removed new.c
+EOT
+  mv "$CVSROOT" "$CVSROOT.away"
+  in_bob 1 status a.c
+  holds $'no status\t\t\t\ta.c' 'a.c: cvs rls said:'
+}
+
+it_asks_for_a_password() {
+  local cvs_password
   # The pause is for the prompt, which drops what was typed before it.
-  { sleep 1; printf '%b' "$1"; sleep 1; } |
-    timeout 20 script -qec "trap : INT; '$scchost' --root :pserver:ann@127.0.0.1:1/none login
-      echo ended \$?; stty -a" /dev/null
+  typed() {
+    { sleep 1; printf '%b' "$1"; sleep 1; } |
+      timeout 20 script -qec "trap : INT; '$scchost' --client '$build/standIn' --root :pserver:h:/r login
+        echo ended \$?; stty -a" /dev/null
+  }
+  mkdir "$scratch/replies"
+  export STAND_IN=$scratch/replies
+  run 0 typed '\003'
+  holds 'ended 130' ' echo '
+  run 0 typed '\004'
+  holds 'no password was given; not logged in' 'ended 1' ' echo '
+  [ ! -e "$STAND_IN/calls" ] || fail 'a login without a password'
+  run 0 typed 'pass\\\\nword -n\n'
+  holds 'Password for :pserver:h:/r: ' 'logged in' 'ended 0' ' echo '
+  [[ $output != *nword* ]] || fail 'the password is shown'
+  printf '%s\r\n' 'a word' | "$scchost" --client "$build/standIn" --root :pserver:h:/r login >"$scratch/said"
+  equal '|-d|:pserver:h:/r|login|-p|pass\\nword -n
+|-d|:pserver:h:/r|login|-p|a word' "$(tr '\0' '\n' <"$STAND_IN/calls" | sed 's/^[^|]*//')"
 }
-run 0 typed '\003'
-holds 'ended 130' ' echo '
-run 0 typed '\004'
-holds 'no password was given; not logged in' 'ended 1'
-run 1 "$scchost" --root :pserver:ann@127.0.0.1:1/none login
-holds 'no password was given'
 
-# A script: every operation by its own name, and no client reads what is meant for scchost.
-mkdir "$scratch/replies"
-export STAND_IN=$scratch/replies
-# shellcheck disable=SC2317 # "run" calls it
+# The stand-in client replays what is prepared, and writes down how it was called.
 stand_in() { "$scchost" --client "$build/standIn" --root r "$@"; }
-calls() {
-  tr '\0' '\n' <"$STAND_IN/calls" |
-    sed "s,^$scratch/bob,.,; s,^/[^|]* (empty[^|]*,TMP,; s,^/[^|]*,HOST,; s/|-d|r|/ /"
-  rm "$STAND_IN/calls"
-}
-printf 'secret\r\n' | "$scchost" --client "$build/standIn" --root :pserver:r login >/dev/null
-equal 'HOST|-d|:pserver:r|login|-p|secret' "$(calls)"
-
 reply() { printf '%b' "$2" >"$STAND_IN/$1.out" && echo "$3" >"$STAND_IN/$1.exit"; }
-reply status "File: a.c\tStatus: Needs Patch\n\n\tWorking revision:\t1.1\n\tRepository revision:\t1.2\n" 0
-reply rls '/f.c/1.1///\nD/sub////\n' 0
-reply import '' 1
-# The columns are an operation, its result, and the client's command.
-script=$scratch/script results=$scratch/results commands=$scratch/commands
-while IFS='|' read -r operation result command; do
-  printf '%s\n' "$operation" >>"$script"
-  printf '%s: %s\n' "${operation%% *}" "$result" >>"$results"
-  [ -z "$command" ] || printf '%b\n' "$command" >>"$commands"
-done <<EOT
-setRoots '$bob'|true|
-setRoots '$bob' other|true|
-setRoots '$bob'|true|
-getLocalRoot|"$bob"|
+
+it_runs_every_operation_by_its_name() {
+  local operation result command
+  local script=$scratch/script results=$scratch/results commands=$scratch/commands
+  export STAND_IN=$scratch/replies
+  mkdir -p "$STAND_IN" "$scratch/work/CVS"
+  echo tool >"$scratch/work/CVS/Repository"
+  reply status "File: a.c\tStatus: Needs Patch\n\n\tWorking revision:\t1.1\n\tRepository revision:\t1.2\n" 0
+  reply rls '/f.c/1.1///\nD/sub////\n' 0
+  reply import '' 1
+  # An operation, its result, and the client's command.
+  while IFS='|' read -r operation result command; do
+    printf '%s\n' "$operation" >>"$script"
+    printf '%s: %s\n' "${operation%% *}" "$result" >>"$results"
+    [ -z "$command" ] || printf '%b\n' "$command" >>"$commands"
+  done <<EOT
+setRoots '$scratch/work'|true|
+setRoots '$scratch/work' other|true|
+setRoots '$scratch/work'|true|
+getLocalRoot|"$scratch/work"|
 getRemoteRoot|"tool"|
 getRoot|"."|
 setOption "Environment/Source Code Control/CVSEditSupported" Yes|true|
@@ -326,47 +499,62 @@ preMulti|done|
 checkin d.c null|true|
 postMulti|true|. commit\x7c-m\x7cno comment\x7cd.c\n. status\x7c-l\x7cd.c\n. editors\x7cd.c
 EOT
-sed -i '1s/^/\xef\xbb\xbf/' "$script"
-run 1 stand_in run "$script"
-equal "$(cat "$results")" "$output"
-equal "$(cat "$commands")" "$(calls)"
-
-# A listing that failed and a batch that never ran are failures.
-reply rls '' 1
-for lines in 'iterateRemoteDirectory lib true' "setRoots '$bob'\npreMulti\ncheckin a.c null"; do
-  printf '%b\n' "$lines" >"$script"
+  sed -i '1s/^/\xef\xbb\xbf/' "$script"
   run 1 stand_in run "$script"
-done
-holds 'the batch that preMulti opened was never run'
-printf '#!/bin/sh\ncat >/dev/null\n' >"$scratch/reader"
-chmod +x "$scratch/reader"
-run 0 sh -c "printf 'logout\nlogin a b r\ngetRoot\n' |
-  '$scchost' --client '$scratch/reader' --root r run"
-equal $'logout: true\nlogin: true\ngetRoot: "."' "$output"
-run 0 sh -c "printf '%s\n' 'setRoots \"$bob\"' 'saved x' 'checkin x y' getRoot |
-  '$scchost' --client '$scratch/reader' --root r run"
-holds 'getRoot: "."'
+  equal "$(cat "$results")" "$output"
+  equal "$(cat "$commands")" "$(tr '\0' '\n' <"$STAND_IN/calls" |
+    sed "s,^$scratch/work,.,; s,^/[^|]* (empty[^|]*,TMP,; s,^/[^|]*,HOST,; s/|-d|r|/ /")"
 
-# Ctrl-C ends everything at once, and leaves no half line.
-printf '#!/bin/sh\necho $$ >>"%s"\nexec sleep 30\n' "$scratch/started" >"$scratch/reader"
-# shellcheck disable=SC2317 # "run" calls it
-interrupt() {
-  { sleep 2; printf '\003'; sleep 1; } | timeout 20 script -qec "trap : INT
-    '$scchost' --client '$scratch/reader' --root r -C '$bob' $*; echo ended \$?" /dev/null
+  # A listing that failed, a batch that never ran, and lines that make no sense.
+  reply rls '' 1
+  while IFS='|' read -r result operation command; do
+    rm -f "$STAND_IN/calls"
+    printf '%b\n' "$operation" >"$script"
+    run "$result" stand_in run "$script"
+    holds "$command"
+    [ "$result" -ne 2 ] || [ ! -e "$STAND_IN/calls" ] || fail 'a script with a bad line did something'
+  done <<EOT
+1|iterateRemoteDirectory lib true|iterateRemoteDirectory: 0
+1|setRoots '$scratch/work'\npreMulti\ncheckin a.c null|the batch that preMulti opened was never run
+2|setRoots '$scratch/work'\nstatus "a|script:2: unterminated quote or escape
+2|status a\nmerged|script:2: expected merged FIRST SECOND
+2|getFile a.c maybe|script:1: expected getFile FILE true
+2|frob|expected an operation of the interface
+EOT
+  run 2 stand_in run "$scratch"
+  run 2 sh -c "printf 'getRoot\nfrob\n' | '$scchost' --client '$build/standIn' --root r run"
+  holds 'getRoot: "."' 'standard input:2: expected an operation'
+  # No client reads the lines that are meant for scchost.
+  printf '#!/bin/sh\ncat >/dev/null\n' >"$scratch/reader"
+  chmod +x "$scratch/reader"
+  run 0 sh -c "printf '%s\n' 'setRoots \"$scratch/work\"' 'saved x' 'checkin x y' getRoot |
+    '$scchost' --client '$scratch/reader' --root r run"
+  holds 'getRoot: "."'
 }
-for command in 'status -j 3' 'commit a.c'; do
-  : >"$scratch/started"
-  # shellcheck disable=SC2086 # words
-  run 0 interrupt $command
-  holds 'ended 130'
-  equal '' "$(xargs ps -o stat=,args= -p <"$scratch/started" | grep -v '^Z')"
-  [ -s "$scratch/started" ] || fail 'no client was started'
-done
 
-# What takes long is said on a terminal, and goes without a trace; in a pipe nothing is.
-printf '#!/bin/sh\nsleep 3\n' >"$scratch/reader"
-run 0 script -qec "'$scchost' --client '$scratch/reader' --root r -C '$bob' commit a.c" /dev/null
-holds 'still running: cvs commit, 2 s' $'\r\033[K'
-run 0 "$scchost" --client "$scratch/reader" --root r -C "$bob" commit a.c
-equal 'nothing is modified' "$output"
-finish
+it_ends_with_its_clients() {
+  local command
+  interrupt() {
+    { sleep 1; printf '\003'; sleep 1; } | timeout 20 script -qec "trap : INT
+      '$scchost' --client '$scratch/reader' -C '$bob' $*; echo ended \$?" /dev/null
+  }
+  take_tree
+  printf '#!/bin/sh\necho $$ >>"%s"\nexec sleep 30\n' "$scratch/started" >"$scratch/reader"
+  chmod +x "$scratch/reader"
+  for command in 'status -j 3' 'commit a.c'; do
+    : >"$scratch/started"
+    # shellcheck disable=SC2086 # words
+    run 0 interrupt $command
+    holds 'ended 130'
+    equal '' "$(xargs ps -o stat=,args= -p <"$scratch/started" | grep -v '^Z')"
+    [ -s "$scratch/started" ] || fail 'no client was started'
+  done
+  # What takes long is said on a terminal, and goes without a trace; in a pipe nothing is.
+  printf '#!/bin/sh\nsleep 3\n' >"$scratch/reader"
+  run 0 script -qec "'$scchost' --client '$scratch/reader' -C '$bob' commit a.c" /dev/null
+  holds 'still running: cvs commit, 2 s' $'\r\033[K'
+  in_bob 0 --client "$scratch/reader" commit a.c
+  equal 'nothing is modified' "$output"
+}
+
+run_scenarios "$@"

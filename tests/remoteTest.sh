@@ -3,10 +3,10 @@
 # remoteTest.sh BUILD-DIRECTORY local|fork|password|ssh|shared-ssh
 # shellcheck source-path=SCRIPTDIR source=shell.sh
 . "$(dirname "$0")/shell.sh"
-# shellcheck source=passwordServer.sh
-. "$(dirname "$0")/passwordServer.sh"
-# shellcheck source=sshServer.sh
-. "$(dirname "$0")/sshServer.sh"
+# shellcheck source=../servers/passwordServer.sh
+. "$sources/servers/passwordServer.sh"
+# shellcheck source=../servers/sshServer.sh
+. "$sources/servers/sshServer.sh"
 command -v cvs >/dev/null || skip "there is no cvs client on this machine"
 unset CVS_PASSFILE CVS_SERVER
 trap 'close_shared_ssh; stop_server; clean' EXIT

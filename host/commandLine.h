@@ -1,37 +1,34 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
-#include "settings.h"
-
-// What the user has asked for.
-struct CommandLine {
-  std::string command;
-  std::vector<std::string> arguments;
-  Settings settings;
-
-  std::string message;
-  std::string revision = "HEAD";
-  std::string output;
-  std::string user;
-  unsigned jobs = 0;  // 0: the default
-  bool changed = false;
-  bool untracked = false;
-  bool clean = false;
-  bool revert = false;
-  bool directories = false;
-  bool force = false;
-};
+struct Job;
 
 // How a command is written, and what it does.
-struct CommandHelp {
+struct Command {
   const char* name;
   const char* arguments;
-  const char* description;
   std::size_t fewest, most;  // arguments
+  const char* description;
+  int needs;  // beyond a provider
+  int (*run)(Job& job);
+  int failure = 1;  // the exit status when it cannot run
+};
+
+// What the user has asked for; mostly an empty text where the user has said nothing.
+struct CommandLine {
+  const Command* command = nullptr;
+  std::vector<std::string> arguments;
+  std::string directory = ".";  // the working copy
+  std::string client, root, library;
+  std::string message, output, revision = "HEAD";
+  unsigned long jobs = 0;  // 0: the default
+  bool edit = false, changed = false, untracked = false, clean = false, revert = false;
+  bool directories = false, force = false;
 };
 
 // Reads the command line. Ends the program after showing the help or the version, and after bad
 // usage, which it reports.
-CommandLine readCommandLine(int count, char** words, const std::vector<CommandHelp>& commands);
+CommandLine readCommandLine(int count, char** words, const std::vector<Command>& commands);

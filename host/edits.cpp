@@ -1,124 +1,152 @@
-#include <algorithm>
-#include <fstream>
-#include <iterator>
-#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include "batch.h"
-#include "commands.h"
-#include "conflicts.h"
-#include "report.h"
+#include <algorithm>
+#include <ctime>
+
+#include "console.h"
+#include "files.h"
+#include "kept.h"
+#include "operations.h"
 
 namespace {
 
-// The paths, with each directory replaced by the files below it. None, reported, when the files of
-// a directory are not known.
-std::optional<Paths> expand(const Session& session, const Paths& paths) {
-  Paths files;
-  for (const auto& group : findFiles(session.directory, paths)) {
-    if (group.state != FileGroup::State::readable) {
-      complain("what is in " + group.directory + " is not known");
-      return std::nullopt;
-    }
-    for (const auto& file : group.files) files.push_back(file.path);
-  }
-  return files;
+bool announce(Job& job, const std::string& path, bool clean) {
+  return runOn(job, path, "edit",
+               [&](const char* file) { return job.provider->checkout(file, nullptr, clean); });
 }
 
-// Whether no file loses changes; reports why not. The client always takes back what was changed
-// since the edit was announced, so every file that is here has to be known to be unmodified.
-bool canLoseNothing(const Session& session, const Paths& paths) {
-  std::string reason;
-  survey(session, findFiles(session.directory, paths), [&](const GroupReport& group) {
-    if (!reason.empty()) return;
-    if (!group.trouble.empty() && isHere(session.directory, group.directory)) {
-      reason = "what is in " + group.directory + " is not known";
-    }
-    for (const auto& file : group.files) {
-      const std::string& path = file.file.path;
-      const bool isKnown = file.isToldByProvider();
-      const bool isSafe = isKnown ? !file.state.modified : !isHere(session.directory, path);
-      if (isSafe) continue;
-      reason = path + (isKnown ? " is modified" : " is not known to be unmodified");
-      if (!file.trouble.empty()) complain(path + ": " + file.trouble);
-      return;
-    }
-  });
-  if (reason.empty()) return true;
-  complain(reason + ", and unedit takes changes back: commit first, or say --revert");
+bool fetch(Job& job, const std::string& path, bool keepChanges) {
+  return runOn(job, path, "update",
+               [&](const char* file) { return job.provider->getFile(file, keepChanges); });
+}
+
+bool isEdited(const Job& job, const File& file) {
+  return isHere(baseCopyOf(job.session.pathOf(file.path)));
+}
+
+// Whether the client is going to replace a file by the repository's; if not, that is reported.
+bool isReplaceable(Job& job, const File& file) {
+  const FileState state = askStatus(job.provider.object(), file.path.c_str());
+  const bool isTold = state.statusText != "missing" || !file.here || file.hasOpenConflict;
+  if (state.known && isTold) return true;
+  complain(shown(file.path) + " cannot be replaced: the provider tells no state of it");
   return false;
 }
 
-std::string readBytes(const Session& session, const std::string& path) {
-  if (!isRegularFile(session.directory, path)) return "";
-  std::ifstream file(session.directory + '/' + path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+// Replaces a file by the repository's and announces an edit. Returns the exit status.
+int editClean(Job& job, const File& file) {
+  if (!isReplaceable(job, file)) return exitFailure;
+  // With a conflict, the client would not replace it, and the provider would not ask it to.
+  KeptTexts kept(job.session.directory, file, file.entry.revision, file.hasOpenConflict);
+  const bool isFetched = !file.hasOpenConflict || fetch(job, file.path, false);
+  const bool succeeded = isFetched && announce(job, file.path, !file.hasOpenConflict);
+  kept.end(succeeded);
+  const std::string verb = succeeded ? "editing " : "reverted ";
+  if (succeeded || kept.isReplaced()) say(verb + shown(file.path) + kept.describe());
+  return succeeded ? exitSuccess : exitFailure;
 }
 
-// The contents of the files that are being edited: the client replaces them, changed or not.
-using EditedBytes = std::map<std::string, std::string>;
-EditedBytes readEdited(const Session& session, const Snapshots& files) {
-  EditedBytes bytes;
-  for (const auto& [path, file] : files) {
-    if (file.edited) bytes[path] = readBytes(session, path);
+// Whether unedit would put back just what is there.
+bool isUnchanged(const std::string& place) {
+  return !readBaseRevision(place).empty() && haveSameBytes(place, baseCopyOf(place));
+}
+
+// Why the edit of a file is not withdrawn, with the ways out.
+std::string describeRefusal(const Job& job, const File& file, const std::string& baseRevision) {
+  const std::string copy = baseCopyOf(job.session.pathOf(file.path));
+  std::string reason = " has changed since its edit was announced, and unedit would discard that";
+  if (baseRevision.empty() || kindOf(copy) != FileKind::regular) {
+    reason = " cannot be compared with the copy from its edit";
+  } else if (baseRevision != file.entry.revision) {
+    reason = " was updated since its edit was announced, and unedit would put revision " +
+             baseRevision + " back";
   }
-  return bytes;
+  return shown(file.path) + reason +
+         ": commit it; or edit it again and then unedit it, which keeps the text; or pass --revert";
 }
 
-}  // namespace
+// Brings a file that is being edited back, as the client fails for one that is not here.
+bool bringBack(Job& job, const File& file) {
+  // The client tells a change by the second. It must not take the copy from the edit, which it puts
+  // back, for the text that is fetched now.
+  struct stat copy = {};
+  stat(baseCopyOf(job.session.pathOf(file.path)).c_str(), &copy);
+  while (copy.st_mtim.tv_sec == time(nullptr)) usleep(10000);
+  if (!fetch(job, file.path, !job.line.revert)) return false;
+  if (isHere(job.session.pathOf(file.path))) return true;
+  complain(shown(file.path) + " is being edited, but update does not bring it back");
+  return false;
+}
 
-int editFiles(Provider& provider, const Session& session, const Paths& paths, bool clean) {
-  // The provider cleans single files only, not those of a directory.
-  const auto asked = clean ? expand(session, paths) : paths;
-  if (!asked.has_value()) return exitFailure;
+// Withdraws the edit of one file and returns the exit status. The client puts the copy from the
+// time of the edit back, so what has to survive is looked at right before.
+int withdraw(Job& job, const File& file) {
+  const bool revert = job.line.revert;
+  const std::string place = job.session.pathOf(file.path), revision = readBaseRevision(place);
+  const bool isSafe = !file.here || isUnchanged(place);
+  if (!isSafe && !revert) return fail(describeRefusal(job, file, revision));
+  if (revert && !isReplaceable(job, file)) return exitFailure;
+  const bool isInTheWay = revert && (!isSafe || file.hasOpenConflict);
+  KeptTexts kept(job.session.directory, file, revision, isInTheWay);
+  if (!isHere(place) && !bringBack(job, file)) return exitFailure;
+  const bool needsNewCopy = !revert && !isUnchanged(place);
+  const bool succeeded = (!needsNewCopy || announce(job, file.path, false)) &&
+                         runOn(job, file.path, "unedit", [&](const char* name) {
+                           return job.provider->undoCheckout(name, revert);
+                         });
+  kept.end(succeeded);
+  if (!file.here) say("restored " + shown(file.path));
+  const std::string verb = kept.isReplaced() ? "reverted " : "released ";
+  if (succeeded || kept.isReplaced()) say(verb + shown(file.path) + kept.describe());
+  return succeeded ? exitSuccess : exitFailure;
+}
+
+// Calls a function for each file of the job. Returns the exit status: that of a failure when the
+// function returns one, or when not all files are known.
+int forEachFile(const Job& job, const std::function<int(const File& file)>& handle) {
   int status = exitSuccess;
-  Paths done;
-  {
-    const TouchedConflicts touched(session.directory,
-                                   clean ? takeSnapshots(session.directory, *asked) : Snapshots());
-    for (const auto& path : *asked) {
-      const bool succeeded = runOn(provider, path, "edit", [&](const char* file) {
-        return provider->checkout(file, nullptr, clean);
-      });
-      if (succeeded) done.push_back(path);
-      if (!succeeded) status = exitFailure;
+  for (const auto& group : findOwnFiles(job)) {
+    const std::string name = shown(group.directory);
+    if (group.state == FileGroup::State::missing) {
+      status = fail(name + " is a missing directory; cvs update -d restores it");
+    } else if (group.state == FileGroup::State::unreadable) {
+      status = fail("cannot tell what is in " + name);
     }
-  }
-  for (const auto& [path, file] : takeSnapshots(session.directory, done)) {
-    if (file.edited) say("editing " + path);
+    for (const auto& file : group.files) {
+      status = std::max(status, handle(file));
+    }
   }
   return status;
 }
 
-int uneditFiles(Provider& provider, const Session& session, const Paths& paths, bool revert) {
-  if (!revert && !canLoseNothing(session, paths)) return exitFailure;
-  // Never pass a directory: the client may find more files below it than were checked.
-  const auto asked = expand(session, paths);
-  if (!asked.has_value()) return exitFailure;
-  const Snapshots before = takeSnapshots(session.directory, *asked);
-  const EditedBytes bytes = readEdited(session, before);
+}  // namespace
+
+int editFiles(Job& job) {
+  if (job.line.clean)
+    return forEachFile(job, [&](const File& file) { return editClean(job, file); });
+  const FileGroups groups = findFiles(job.session.directory, job.paths);
+  if (reachesForeign(groups, job)) return exitFailure;
   int status = exitSuccess;
-  for (const auto& entry : before) {
-    const std::string& path = entry.first;
-    const FileSnapshot& file = entry.second;
-    const bool isNamed = std::find(paths.begin(), paths.end(), path) != paths.end();
-    if (!file.edited && !isNamed) continue;
-    const bool succeeded = runOn(provider, path, "unedit", [&](const char* name) {
-      if (revert && file.hasOpenConflict) {
-        const TouchedConflicts touched(session.directory, {{path, file}});
-        if (!provider->getFile(name, false)) return false;
-      }
-      return provider->undoCheckout(name, revert);
-    });
-    if (!succeeded) status = exitFailure;
-    const FileSnapshot now = takeSnapshot(session.directory, path);
-    const auto found = bytes.find(path);
-    const bool isSame = now.hasContentsOf(file) ||
-                        (found != bytes.end() && found->second == readBytes(session, path));
-    if (succeeded && !isSame) {
-      say("reverted " + path);
-    } else if (file.edited && !now.edited) {
-      say("released " + path);
-    }
+  for (const auto& path : job.paths) {
+    if (!announce(job, path, false)) status = exitFailure;
   }
+  const bool hasSaid = sayChanges(groups, {}, [&](const File& file, const File&) {
+    return isEdited(job, file) ? "editing " + shown(file.path) : "";
+  });
+  if (!hasSaid && status == exitSuccess) say("nothing to edit");
+  return status;
+}
+
+int uneditFiles(Job& job) {
+  bool isAnyEdited = false;
+  const int status = forEachFile(job, [&](const File& file) {
+    const bool isNamed = std::count(job.paths.begin(), job.paths.end(), file.path) > 0;
+    const bool hasCopy = isEdited(job, file);
+    isAnyEdited = isAnyEdited || hasCopy;
+    if (hasCopy) return withdraw(job, file);
+    return isNamed ? fail(shown(file.path) + " is not being edited") : exitSuccess;
+  });
+  if (!isAnyEdited && status == exitSuccess) say("nothing is being edited");
   return status;
 }

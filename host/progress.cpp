@@ -1,12 +1,11 @@
 #include "progress.h"
 
 #include <signal.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <iostream>
 
-#include "report.h"
+#include "console.h"
 
 namespace {
 
@@ -29,47 +28,26 @@ void changeHandlers(void (*from)(int), void (*to)(int)) {
   }
 }
 
-// As much as fits on one line: overwriting a longer text would leave parts of it behind.
-std::string fitted(std::string text) {
-  winsize size = {};
-  const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  const std::size_t columns = known ? size.ws_col : 80u;
-  if (text.size() < columns) return text;
-  std::size_t length = columns - 1;
-  while (length > 0 && (text[length] & 0xc0) == 0x80) --length;  // not inside a UTF-8 sequence
-  text.resize(length);
-  return text;
-}
-
 }  // namespace
 
-Progress::Progress(std::chrono::milliseconds delay, std::function<std::string()> text)
-    : text_(std::move(text)) {
+Progress::Progress(std::chrono::milliseconds delay, const std::function<std::string()>& text) {
   if (!isCapableTerminal(STDERR_FILENO)) return;
   changeHandlers(SIG_DFL, eraseAndEnd);
-  thread_ = std::thread([this, delay] { show(delay); });
+  thread_ = std::thread([delay, text, end = end_.get_future()] {
+    auto wait = delay;
+    for (; end.wait_for(wait) != std::future_status::ready; wait = std::chrono::milliseconds(500)) {
+      // Without wrapping, the terminal cuts off what is too long.
+      std::cerr << "\r\033[?7l" + printable(text()) + "\033[?7h\033[K" << std::flush;
+    }
+    if (wait != delay) std::cerr << eraseLine << std::flush;
+  });
 }
 
 Progress::~Progress() {
   if (!thread_.joinable()) return;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    hasEnded_ = true;
-  }
-  ended_.notify_one();
+  end_.set_value();
   thread_.join();
   changeHandlers(eraseAndEnd, SIG_DFL);
-}
-
-void Progress::show(std::chrono::milliseconds delay) {
-  constexpr auto interval = std::chrono::milliseconds(500);
-  std::unique_lock<std::mutex> lock(mutex_);
-  const auto isOver = [this] { return hasEnded_; };
-  if (ended_.wait_for(lock, delay, isOver)) return;
-  do {
-    std::cerr << '\r' + fitted(printable(text_())) + "\033[K" << std::flush;
-  } while (!ended_.wait_for(lock, interval, isOver));
-  std::cerr << eraseLine << std::flush;
 }
 
 Progress showWaiting(const std::string& command) {

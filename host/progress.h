@@ -1,9 +1,8 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
+#include <future>
 #include <string>
 #include <thread>
 
@@ -13,20 +12,22 @@
 class Progress {
  public:
   // `text` is called on a thread of its own; it may not throw.
-  Progress(std::chrono::milliseconds delay, std::function<std::string()> text);
+  Progress(std::chrono::milliseconds delay, const std::function<std::string()>& text);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
  private:
-  void show(std::chrono::milliseconds delay);
-
-  const std::function<std::string()> text_;
-  std::mutex mutex_;
-  std::condition_variable ended_;
-  bool hasEnded_ = false;  // guarded by mutex_
-  std::thread thread_;     // none when nothing is shown
+  std::promise<void> end_;
+  std::thread thread_;  // none when nothing is shown
 };
 
 // Shows a client command that runs longer than two seconds: it may be waiting for a lock.
 Progress showWaiting(const std::string& command);
+
+// Runs an operation that waits for such a command, and returns its result.
+template <typename Operation>
+auto waitFor(const std::string& command, const Operation& operation) {
+  const Progress waiting = showWaiting(command);
+  return operation();
+}

@@ -2,83 +2,47 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <new>
-
-#include "report.h"
-
-namespace {
 
 using Interface = SourceCodeControlSystemProviderInterface;
 
-Interface* orThrow(Interface* provider) {
-  if (provider == nullptr) throw std::bad_alloc();
-  return provider;
-}
-
-}  // namespace
-
 std::string LastError::describe() const {
   if (command.empty()) return "the client said nothing";
-  if (text.empty()) return "cvs " + command + " left no word on its standard error";
+  if (text.empty()) return "cvs " + command + " printed nothing on standard error";
   return "cvs " + command + " said:\n" + text;
 }
 
-std::shared_ptr<const ProviderLibrary> ProviderLibrary::load(const std::string& file) {
-  const std::shared_ptr<ProviderLibrary> loaded(new ProviderLibrary);
-  loaded->library_ = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (loaded->library_ == nullptr) {
-    complain(std::string("cannot load the provider: ") + dlerror());
-    return nullptr;
-  }
-  loaded->allocate_ = reinterpret_cast<decltype(&AllocateSourceCodeControlSystemInterface)>(
-      dlsym(loaded->library_, "AllocateSourceCodeControlSystemInterface"));
-  loaded->release_ = reinterpret_cast<decltype(&ReleaseSourceCodeControlSystemInterface)>(
-      dlsym(loaded->library_, "ReleaseSourceCodeControlSystemInterface"));
-  if (loaded->allocate_ == nullptr || loaded->release_ == nullptr) {
-    complain(file + " is no source-code-control provider");
-    return nullptr;
-  }
-  return loaded;
+std::string loadLibrary(const std::string& file, Session& session) {
+  void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) return std::string("cannot load the provider: ") + dlerror();
+  session.allocate = reinterpret_cast<decltype(session.allocate)>(
+      dlsym(library, "AllocateSourceCodeControlSystemInterface"));
+  session.release = reinterpret_cast<decltype(session.release)>(
+      dlsym(library, "ReleaseSourceCodeControlSystemInterface"));
+  const bool isProvider = session.allocate != nullptr && session.release != nullptr;
+  return isProvider ? "" : file + " is not a source-code-control provider";
 }
 
-ProviderLibrary::~ProviderLibrary() {
-  if (library_ != nullptr) dlclose(library_);
+Provider::Provider(const Session& session) : session_(session), provider_(session.allocate()) {
+  if (provider_ == nullptr) throw std::bad_alloc();
+  set("CVSExecutable", session.client);
+  set("CVSRoot", session.root);
+  set("CVSEditSupported", session.edit ? "Yes" : "No");
+  set("CVSLoginRequired", session.login ? "Yes" : "No");
 }
 
-Provider::Provider(std::shared_ptr<const ProviderLibrary> library,
-                   const Configuration& configuration)
-    : library_(std::move(library)), provider_(orThrow(library_->allocate_())) {
-  configure(configuration);
-}
-
-Provider::~Provider() {
-  library_->release_(provider_);
-}
-
-void Provider::configure(const Configuration& configuration) {
+void Provider::set(const char* key, const std::string& value) {
   const std::string group = "Environment/Source Code Control/";
-  const auto set = [&](const char* key, const std::string& value) {
-    provider_->setOption((group + key).c_str(), value.c_str());
-  };
-  set("CVSExecutable", configuration.client);
-  set("CVSRoot", configuration.root);
-  set("CVSEditSupported", configuration.edit ? "Yes" : "No");
-  set("CVSLoginRequired", configuration.login ? "Yes" : "No");
+  provider_->setOption((group + key).c_str(), value.c_str());
 }
 
-bool Provider::tie(const std::string& directory) {
-  if (provider_->setRoots(directory.c_str())) return true;
-  complain(directory + " is no working copy: it has no CVS/Repository that can be read");
-  return false;
-}
-
-LastError Provider::lastError() {
-  return {provider_->getLastErrorCommand(), provider_->getLastError()};
-}
-
-int Provider::fail(const std::string& operation) {
-  complain(operation + " failed; " + lastError().describe());
-  return exitFailure;
+void Provider::forgetLastError() {
+  // A client that cannot be started fails without words.
+  set("CVSExecutable", "");
+  provider_->iterateRemoteDirectory("", false);
+  set("CVSExecutable", session_.client);
 }
 
 FileState askStatus(Interface& provider, const char* path) {
@@ -92,6 +56,29 @@ FileState askStatus(Interface& provider, const char* path) {
   return state;
 }
 
+std::optional<Names> listRepository(Provider& provider, const std::string& directory,
+                                    bool directories) {
+  const int count = provider->iterateRemoteDirectory(directory.c_str(), directories);
+  if (hasListingFailed(provider.object(), count)) return std::nullopt;
+  Names names;
+  while (const char* name = provider->getRemoteDirectoryEntry()) names.emplace_back(name);
+  return names;
+}
+
+bool holds(const std::optional<Names>& names, const std::string& name) {
+  return names.has_value() && std::find(names->begin(), names->end(), name) != names->end();
+}
+
 bool hasListingFailed(Interface& provider, int count) {
   return count == 0 && std::string(provider.getLastErrorCommand()) == "rls";
+}
+
+std::string remotePath(Provider& provider, const std::string& path) {
+  const std::string root = provider->getRemoteRoot();
+  return root == "." ? path : root + '/' + path;
+}
+
+bool isRemoteDirectory(Provider& provider, const std::string& path) {
+  const std::filesystem::path remote = remotePath(provider, path);
+  return holds(listRepository(provider, remote.parent_path(), true), remote.filename());
 }

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "SourceCodeControlSystemProviderInterface.h"
-#include "settings.h"
 
 // What the provider says of one file.
 struct FileState {
@@ -17,63 +17,71 @@ struct LastError {
   std::string command;  // empty before the first
   std::string text;
 
-  bool operator==(const LastError& other) const {
-    return command == other.command && text == other.text;
-  }
   // The client's words, in a form that completes a sentence.
   std::string describe() const;
 };
 
-// The shared library that providers come from.
-class ProviderLibrary {
- public:
-  // Null after a failure, which has been reported.
-  static std::shared_ptr<const ProviderLibrary> load(const std::string& file);
-  ~ProviderLibrary();
-  ProviderLibrary(const ProviderLibrary&) = delete;
-  ProviderLibrary& operator=(const ProviderLibrary&) = delete;
+// Everything needed to make providers for one working copy.
+struct Session {
+  std::string directory;  // the working copy
+  std::string client;
+  std::string root;
+  bool edit = false;   // announced edits are tracked
+  bool login = false;  // login and logout run the client
+  unsigned jobs = 1;   // how many clients may run at a time
+  decltype(&AllocateSourceCodeControlSystemInterface) allocate = nullptr;
+  decltype(&ReleaseSourceCodeControlSystemInterface) release = nullptr;
 
- private:
-  friend class Provider;
-  ProviderLibrary() = default;
-
-  void* library_ = nullptr;
-  decltype(&AllocateSourceCodeControlSystemInterface) allocate_ = nullptr;
-  decltype(&ReleaseSourceCodeControlSystemInterface) release_ = nullptr;
+  // A path in the working copy, as the system takes it.
+  std::string pathOf(const std::string& path) const { return directory + '/' + path; }
 };
 
-// One provider. Its library stays loaded for as long as it lives. Only one thread may use it at a
-// time. Throws std::bad_alloc when the library has no memory for it.
+// Loads the shared library that providers come from; it stays loaded. Returns why that failed;
+// empty when it succeeded.
+std::string loadLibrary(const std::string& file, Session& session);
+
+// One provider, not tied to the working copy yet. Only one thread may use it at a time. Throws
+// std::bad_alloc when the library has no memory for it.
 class Provider {
  public:
-  explicit Provider(std::shared_ptr<const ProviderLibrary> library,
-                    const Configuration& configuration = {});
-  ~Provider();
+  explicit Provider(const Session& session);
+  ~Provider() { session_.release(provider_); }
   Provider(const Provider&) = delete;
   Provider& operator=(const Provider&) = delete;
 
   SourceCodeControlSystemProviderInterface* operator->() { return provider_; }
   SourceCodeControlSystemProviderInterface& object() { return *provider_; }
 
-  // May be called at any time.
-  void configure(const Configuration& configuration);
+  LastError lastError() { return {provider_->getLastErrorCommand(), provider_->getLastError()}; }
 
-  // Ties the provider to a working copy; false, reported, for a directory that is none.
-  bool tie(const std::string& directory);
-
-  LastError lastError();
-
-  // Reports an operation that failed, with the client's words, and returns the exit status.
-  int fail(const std::string& operation);
+  // Afterwards the text of the last error is empty, so that the next one is known to be new. Also
+  // drops the last listing.
+  void forgetLastError();
 
  private:
-  const std::shared_ptr<const ProviderLibrary> library_;
+  void set(const char* key, const std::string& value);
+
+  const Session& session_;
   SourceCodeControlSystemProviderInterface* const provider_;
 };
 
 // Asks for the status of a file; a null path is passed on.
 FileState askStatus(SourceCodeControlSystemProviderInterface& provider, const char* path);
 
-// Whether a listing failed, as far as can be told. It names nothing then, as an empty listing does,
-// but it leaves an error of the client's "rls" behind.
+using Names = std::vector<std::string>;
+
+// The files, or else the directories, in a repository directory; "" is the top. None when the
+// client failed, as far as can be told: an empty listing after an error looks the same.
+std::optional<Names> listRepository(Provider& provider, const std::string& directory,
+                                    bool directories);
+
+bool holds(const std::optional<Names>& names, const std::string& name);
+
+// Whether a listing of so many names failed, as far as can be told.
 bool hasListingFailed(SourceCodeControlSystemProviderInterface& provider, int count);
+
+// Where a path of the working copy is in the repository.
+std::string remotePath(Provider& provider, const std::string& path);
+
+// Whether it is a directory there.
+bool isRemoteDirectory(Provider& provider, const std::string& path);

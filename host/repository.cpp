@@ -1,168 +1,170 @@
-#include <algorithm>
-#include <cctype>
+// The commands that need no working copy at first: ls, mkdir and checkout.
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
-#include <iostream>
 
-#include "commands.h"
+#include "console.h"
+#include "files.h"
+#include "operations.h"
 #include "progress.h"
-#include "report.h"
-#include "temporary.h"
+#include "root.h"
 
-namespace fs = std::filesystem;
+namespace fs = std::filesystem;  // for the text of paths only
 
 namespace {
-
-using Names = std::vector<std::string>;
 
 // The names in a repository directory; none after a failure, which is reported as that of `what`.
 std::optional<Names> list(Provider& provider, const std::string& directory, bool directories,
                           const std::string& what) {
-  const Progress waiting = showWaiting("rls");
-  const int count = provider->iterateRemoteDirectory(directory.c_str(), directories);
-  Names names;
-  while (const char* name = provider->getRemoteDirectoryEntry()) names.emplace_back(name);
-  if (!hasListingFailed(provider.object(), count)) return names;
-  provider.fail(what);
-  return std::nullopt;
+  const auto names =
+      waitFor("rls", [&] { return listRepository(provider, directory, directories); });
+  if (!names.has_value()) reportFailure(provider, what);
+  return names;
 }
 
-bool holds(const Names& names, const std::string& name) {
-  return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-// A repository path as the client takes it; empty for the top.
-std::string repositoryPath(const std::string& path) {
-  std::string normal = fs::path(path).lexically_normal().string();
-  normal.erase(0, normal.find_first_not_of('/'));
-  if (!normal.empty() && normal.back() == '/') normal.pop_back();
-  return normal == "." ? "" : normal;
-}
-
-// Whether a directory can be made; reports why not. The client would make it even in place of a
-// file or below a file, and then nobody could check out the module any more.
-bool canMakeDirectory(Provider& provider, const std::string& directory) {
-  const std::string what = "mkdir " + directory;
-  std::string parent;
-  for (const auto& piece : fs::path(directory)) {
-    if (piece == "CVS" || piece == "CVSROOT" || piece == "Attic") {
-      complain(what + ": the client keeps the name " + piece.string() + " for itself");
-      return false;
-    }
-    const std::string path = parent.empty() ? piece.string() : parent + '/' + piece.string();
-    const auto files = list(provider, parent, false, what);
-    if (!files.has_value()) return false;
-    if (holds(*files, piece.string())) {
-      complain(what + ": the repository has a file " + path);
-      return false;
-    }
-    const auto directories = list(provider, parent, true, what);
-    if (!directories.has_value()) return false;
-    if (!holds(*directories, piece.string())) return true;  // so nothing is below it
-    parent = path;
+// Why no directory can have this name; empty when it can.
+std::string checkName(const std::string& name) {
+  for (const char* reserved : {"CVS", "CVSROOT", "Attic"}) {
+    if (name == reserved) return "the client keeps the name " + name + " for itself";
   }
-  complain(what + ": the repository has that directory");
-  return false;
+  const bool isLock = name.rfind("#cvs.", 0) == 0;
+  const bool isHistory = name.size() >= 2 && name.compare(name.size() - 2, 2, ",v") == 0;
+  return isLock || isHistory ? "the client would take " + name + " for a file of its own" : "";
 }
 
-// Whether the client takes the text for a vendor tag.
-bool isTag(const std::string& text) {
-  const auto fits = [](unsigned char c) { return std::isalnum(c) != 0 || c == '-' || c == '_'; };
-  return !text.empty() && std::isalpha(static_cast<unsigned char>(text[0])) != 0 &&
-         std::all_of(text.begin(), text.end(), fits);
-}
-
-// A local repository can be written in two ways; this gives one of them.
-std::string withoutMethod(const std::string& root) {
-  constexpr char local[] = ":local:";
-  std::string path = root.rfind(local, 0) == 0 ? root.substr(sizeof local - 1) : root;
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
-  return path;
-}
-
-// The repository directory that the client checks out for a module; empty when it fails.
-std::string resolveModule(const Session& session, const std::string& module) {
-  const TemporaryDirectory scratch;
-  const std::string directory = scratch.path() + "/module";
-  Provider provider(session.library, session.configuration);
-  const Progress waiting = showWaiting("checkout");
-  const bool resolved = provider->setRoots(directory.c_str(), module.c_str()) &&
-                        provider->setRoots(directory.c_str());
-  return resolved ? provider->getRemoteRoot() : "";
-}
-
-// Whether an existing working copy is the one that is asked for; reports why not.
-bool isWorkingCopyOf(Provider& provider, const Session& session, const std::string& directory,
-                     const std::string& module) {
-  const std::string wantedRoot = provider->getRepositoryListEntry();
-  const std::string root = readRecordedRoot(directory);
-  const std::string found = provider->getRemoteRoot();
-  if (withoutMethod(root) != withoutMethod(wantedRoot)) {
-    complain(directory + " already is a working copy, of " + found + " in the repository " + root);
-    return false;
+// Returns the exit status of a failure, which is reported, unless a directory can be made. The
+// client would make it even in place of a file or below a file, and then nobody could check out the
+// module any more.
+int checkNewDirectory(Provider& provider, const fs::path& directory, const std::string& what) {
+  if (directory.empty()) return fail(what + ": that is the top of the repository");
+  if (directory.string()[0] == '-')
+    return fail(what + ": the client would take that for an option");
+  for (const fs::path& name : directory) {
+    const std::string obstacle = checkName(name);
+    if (!obstacle.empty()) return fail(what + ": " + obstacle);
   }
-  if (repositoryPath(found) == repositoryPath(module)) return true;
-  if (found == resolveModule(session, module)) return true;
-  complain(directory + " already is a working copy, of " + found);
-  return false;
+  fs::path path;
+  for (const fs::path& name : directory) {
+    const auto files = list(provider, path, false, what);
+    const auto directories = list(provider, path, true, what);
+    path /= name;
+    if (!files.has_value() || !directories.has_value()) return exitFailure;
+    if (holds(files, name)) return fail(what + ": the repository has a file " + shown(path));
+    if (!holds(directories, name)) return exitSuccess;  // so nothing is below it
+  }
+  return fail(what + ": the repository has that directory");
+}
+
+// Why no working copy can be made in a directory; empty when one can.
+std::string findObstacle(const std::string& directory) {
+  const std::string parent = fs::path(directory).parent_path();
+  if (kindOf(parent) != FileKind::directory) return "there is no directory " + parent;
+  const bool isThere = isHere(directory);
+  if (isThere && (kindOf(directory) != FileKind::directory || !listNames(directory).empty())) {
+    return directory + " is neither empty nor a working copy";
+  }
+  if (access((isThere ? directory : parent).c_str(), W_OK | X_OK) == 0) return "";
+  return "cannot write to " + (isThere ? directory : parent) + ": " + std::strerror(errno);
+}
+
+// Why a working copy that is there is not the one that is asked for; empty when it may be.
+std::string findDifference(Job& job, const std::string& directory, const fs::path& module) {
+  const std::string root = readRecordedRoot(directory), found = job.provider->getRemoteRoot();
+  const std::string what = directory + " already is a working copy, of " + found;
+  if (!isSameRepository(root, job.session.root)) return what + " in the repository " + root;
+  if (repositoryPath(found) == module) return "";
+  // A module may have another name than its directory. So only another directory is different.
+  const auto around = listRepository(job.provider, module.parent_path(), true);
+  const bool isDirectory = module.empty() || holds(around, module.filename());
+  return isDirectory ? what : "";
+}
+
+// Brings the files that a checkout, if it was interrupted, has left out.
+int bringMissing(Job& job, const std::string& directory, const std::string& remote) {
+  Paths missing;
+  for (const auto& name : listRepository(job.provider, remote, false).value_or(Names())) {
+    const bool isMissing =
+        !isHere(directory + '/' + name) && !findFile(directory, name).entry.isRemoved();
+    if (isMissing) missing.push_back(name);
+  }
+  const int status = runAsOne(job, missing, "update",
+                              [&](const char* file) { return job.provider->getFile(file, true); });
+  for (const auto& name : missing) {
+    if (isHere(directory + '/' + name)) say("restored " + shown(name));
+  }
+  return status;
+}
+
+// Names the directories that the checkout has left out.
+void nameMissingDirectories(Job& job, const std::string& directory, const std::string& remote) {
+  std::string missing;
+  for (const auto& name : listRepository(job.provider, remote, true).value_or(Names())) {
+    if (name != "CVSROOT" && !isHere(directory + '/' + name)) missing += ' ' + shown(name);
+  }
+  if (!missing.empty())
+    say("directories that are not here:" + missing + "; cvs update -d brings them");
 }
 
 }  // namespace
 
-int listRepository(Provider& provider, const std::string& path, bool directories) {
-  const std::string directory = repositoryPath(path);
-  const auto names =
-      list(provider, directory, directories, "ls " + (directory.empty() ? "." : directory));
+int listDirectory(Job& job) {
+  const auto& given = job.line.arguments;
+  const fs::path directory = repositoryPath(given.empty() ? "" : given[0]);
+  const std::string what = "ls " + (directory.empty() ? "." : shown(directory));
+  if (directory.string()[0] == '-')
+    return fail(what + ": the client would take that for an option");
+  auto names = list(job.provider, directory, job.line.directories, what);
   if (!names.has_value()) return exitFailure;
-  for (const auto& name : *names) say(name);
+  // Of a file the client shows the path, and the provider takes the first component for a name.
+  if (!directory.empty() && *names == Names{*directory.begin()}) {
+    const fs::path name = directory.filename();
+    if (holds(list(job.provider, directory.parent_path(), false, what), name)) names = Names{name};
+  }
+  for (const auto& name : *names) say(shown(name));
   return exitSuccess;
 }
 
-int makeDirectory(Provider& provider, const std::string& path, const std::string& user) {
-  const std::string directory = repositoryPath(path);
-  if (directory.empty() || directory[0] == '-') {
-    complain("mkdir " + path + ": that is " +
-             (directory.empty() ? "the top of the repository" : "an option to the client"));
-    return exitFailure;
-  }
-  if (!canMakeDirectory(provider, directory)) return exitFailure;
-
-  const std::size_t slash = directory.rfind('/');
-  const bool isNested = slash != std::string::npos;
-  const std::string parent = isNested ? directory.substr(0, slash) : "";
-  const std::string name = isNested ? directory.substr(slash + 1) : directory;
-  const std::string root = provider->getRepositoryListEntry();
-  provider->login(user.c_str(), nullptr, root.c_str());  // records only: no login is required here
-  const bool created = [&] {
-    const Progress waiting = showWaiting("import");
-    return provider->createDirectory(isNested ? parent.c_str() : nullptr, name.c_str());
-  }();
-  if (!created) {
-    provider.fail("mkdir " + directory);
-    if (!isTag(user)) complain("\"" + user + "\" is no valid tag; give one with --user");
-    return exitFailure;
-  }
-  say("created " + directory);
+int makeDirectory(Job& job) {
+  Provider& provider = job.provider;
+  const fs::path directory = repositoryPath(job.line.arguments[0]);
+  const std::string what = "mkdir " + shown(directory);
+  if (checkNewDirectory(provider, directory, what) != exitSuccess) return exitFailure;
+  // The vendor tag of the import behind it, which is stored nowhere. No login is required here.
+  provider->login("scchost", nullptr, job.session.root.c_str());
+  const std::string parent = directory.parent_path(), name = directory.filename();
+  const bool isMade = waitFor("import", [&] {
+    return provider->createDirectory(parent.empty() ? nullptr : parent.c_str(), name.c_str());
+  });
+  if (!isMade) return reportFailure(provider, what);
+  say("created " + shown(directory));
   return exitSuccess;
 }
 
-int checkOut(Provider& provider, const Session& session, const std::string& local,
-             const std::string& remote) {
-  const fs::path path = fs::absolute(fs::path(session.directory) / local).lexically_normal();
-  const std::string directory = path.filename().empty() ? path.parent_path() : path;
-  const std::string parent = fs::path(directory).parent_path().string();
-  if (!fs::is_directory(parent)) {
-    complain("there is no directory " + parent);
-    return exitFailure;
-  }
+int checkOut(Job& job) {
+  Provider& provider = job.provider;
+  const std::string& remote = job.line.arguments[1];
+  const fs::path local = fs::path(job.session.directory) / job.line.arguments[0];
+  const fs::path module = repositoryPath(remote);
+  const std::string directory = resolveExisting(fs::absolute(local));
   const bool wasThere = provider->setRoots(directory.c_str());
-  if (wasThere && !isWorkingCopyOf(provider, session, directory, remote)) return exitFailure;
-  const bool isThere = wasThere || [&] {
-    const Progress waiting = showWaiting("checkout");
-    return provider->setRoots(directory.c_str(), remote.c_str());
-  }();
-  if (!isThere) return provider.fail("checkout " + local);
-  if (!provider.tie(directory)) return exitFailure;
-  say(directory + (wasThere ? " already is" : " is") + " a working copy of " +
-      provider->getRemoteRoot());
-  return exitSuccess;
+  const std::string obstacle =
+      wasThere ? findDifference(job, directory, module) : findObstacle(directory);
+  if (!obstacle.empty()) return fail(obstacle);
+  if (!wasThere &&
+      holds(listRepository(provider, module.parent_path(), false), module.filename())) {
+    return fail(shown(remote) + " is a file; check out the directory that it is in");
+  }
+  const bool isThere = wasThere || waitFor("checkout", [&] {
+                         return provider->setRoots(directory.c_str(), remote.c_str());
+                       });
+  if (!isThere) return reportFailure(provider, "checkout " + directory);
+  if (!provider->setRoots(directory.c_str())) return fail(directory + " is not a working copy");
+  const std::string found = provider->getRemoteRoot(), listed = found == "." ? "" : found;
+  say(directory + (wasThere ? " already is" : " is") + " a working copy of " + found);
+  const int status = wasThere ? bringMissing(job, directory, listed) : exitSuccess;
+  nameMissingDirectories(job, directory, listed);
+  return status;
 }

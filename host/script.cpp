@@ -1,16 +1,17 @@
-#include <filesystem>
+#include <functional>
 #include <iostream>
 #include <optional>
-#include <type_traits>
+#include <string_view>
 #include <utility>
 
 #include "commands.h"
-#include "report.h"
+#include "console.h"
+#include "files.h"
 #include "words.h"
 
 namespace {
 
-using Interface = SourceCodeControlSystemProviderInterface;
+using I = SourceCodeControlSystemProviderInterface;
 
 // The arguments of one operation, as the interface takes them.
 class Arguments {
@@ -18,7 +19,7 @@ class Arguments {
   explicit Arguments(Words words) : words_(std::move(words)) {}
 
   // A bare null is the null pointer.
-  const char* text(std::size_t index) const {
+  const char* operator[](std::size_t index) const {
     const Word& word = words_[index];
     return !word.quoted && word.text == "null" ? nullptr : word.text.c_str();
   }
@@ -28,121 +29,98 @@ class Arguments {
   Words words_;
 };
 
+using A = const Arguments;
+
 struct Result {
   std::string text;
   bool succeeded;
 };
 
-std::string show(int value) {
-  return std::to_string(value);
-}
-
 std::string show(bool value) {
   return value ? "true" : "false";
 }
 
-std::string show(const char* text) {
-  return quoteWord(text);
-}
-
-// An argument of an operation, by the type of its parameter.
-template <typename Type>
-Type read(const Arguments& given, std::size_t index) {
-  if constexpr (std::is_same_v<Type, bool>) {
-    return given.flag(index);
-  } else {
-    return given.text(index);
-  }
-}
-
-template <typename Value, typename... Parameters, std::size_t... indices>
-Value call(Value (Interface::*operation)(Parameters...), Interface& provider,
-           const Arguments& given, std::index_sequence<indices...>) {
-  return (provider.*operation)(read<Parameters>(given, indices)...);
-}
-
-template <typename Value, typename... Parameters>
-Value call(Value (Interface::*operation)(Parameters...), Interface& provider,
-           const Arguments& given) {
-  return call(operation, provider, given, std::index_sequence_for<Parameters...>());
-}
-
-// An operation that returns whether it succeeded.
-template <auto operation>
-Result run(Interface& provider, const Arguments& given) {
-  const bool succeeded = call(operation, provider, given);
+Result done(bool succeeded) {
   return {show(succeeded), succeeded};
 }
 
-// An operation that returns an answer.
-template <auto operation>
-Result ask(Interface& provider, const Arguments& given) {
-  return {show(call(operation, provider, given)), true};
+Result answer(const char* text) {
+  return {quoteWord(text), true};
 }
 
-constexpr bool (Interface::*setRoot)(const char*) = &Interface::setRoots;
-constexpr bool (Interface::*setNewRoot)(const char*, const char*) = &Interface::setRoots;
-
-Result askStatusOf(Interface& provider, const Arguments& given) {
-  const FileState state = askStatus(provider, given.text(0));
+Result showStatusOf(I& provider, const char* path) {
+  const FileState state = askStatus(provider, path);
   std::string shown = show(state.known) + " controlled=" + show(state.controlled);
   if (state.known) {
     shown += " edited=" + show(state.edited) + " modified=" + show(state.modified) +
              " outOfDate=" + show(state.outOfDate) +
-             " statusText=" + show(state.statusText.c_str()) +
-             " workingRevision=" + show(state.workingRevision.c_str()) +
-             " repositoryRevision=" + show(state.repositoryRevision.c_str());
+             " statusText=" + quoteWord(state.statusText.c_str()) +
+             " workingRevision=" + quoteWord(state.workingRevision.c_str()) +
+             " repositoryRevision=" + quoteWord(state.repositoryRevision.c_str());
   }
   return {shown, state.known};
 }
 
-Result listDirectory(Interface& provider, const Arguments& given) {
-  const int count = call(&Interface::iterateRemoteDirectory, provider, given);
-  return {show(count), !hasListingFailed(provider, count)};
-}
-
-Result openBatch(Interface& provider, const Arguments&) {
-  provider.preMulti();
-  return {"done", true};
+Result list(I& provider, const char* path, bool directories) {
+  const int count = provider.iterateRemoteDirectory(path, directories);
+  return {std::to_string(count), !hasListingFailed(provider, count)};
 }
 
 struct Operation {
   const char* name;
   const char* parameters;  // names; one with a "|" takes either of its two words
-  Result (*run)(Interface&, const Arguments&);
+  Result (*run)(I&, A&);
 };
 
 // Names and order are those of the interface.
 constexpr Operation operations[] = {
-    {"setOption", "KEY VALUE", run<&Interface::setOption>},
-    {"iterateRepositoryList", "", ask<&Interface::iterateRepositoryList>},
-    {"getRepositoryListEntry", "", ask<&Interface::getRepositoryListEntry>},
-    {"login", "USER PASSWORD ROOT", run<&Interface::login>},
-    {"logout", "", run<&Interface::logout>},
-    {"setRoots", "LOCAL", run<setRoot>},
-    {"setRoots", "LOCAL REMOTE", run<setNewRoot>},
-    {"getLocalRoot", "", ask<&Interface::getLocalRoot>},
-    {"getRemoteRoot", "", ask<&Interface::getRemoteRoot>},
-    {"checkOutSupported", "", ask<&Interface::checkOutSupported>},
-    {"refresh", "", run<&Interface::refresh>},
-    {"status", "PATH", askStatusOf},
-    {"addFile", "FILE COMMENT", run<&Interface::addFile>},
-    {"saved", "PATH", run<&Interface::saved>},
-    {"getFile", "FILE true|false", run<&Interface::getFile>},
-    {"getTo", "FILE REVISION DESTINATION", run<&Interface::getTo>},
-    {"checkout", "FILE TEXT true|false", run<&Interface::checkout>},
-    {"undoCheckout", "FILE true|false", run<&Interface::undoCheckout>},
-    {"checkin", "FILE COMMENT", run<&Interface::checkin>},
-    {"merged", "FIRST SECOND", ask<&Interface::merged>},
-    {"getRoot", "", ask<&Interface::getRoot>},
-    {"refreshDirectoriesList", "PATH", run<&Interface::refreshDirectoriesList>},
-    {"iterateRemoteDirectory", "PATH true|false", listDirectory},
-    {"getRemoteDirectoryEntry", "", ask<&Interface::getRemoteDirectoryEntry>},
-    {"createDirectory", "PARENT NAME", run<&Interface::createDirectory>},
-    {"getLastErrorCommand", "", ask<&Interface::getLastErrorCommand>},
-    {"getLastError", "", ask<&Interface::getLastError>},
-    {"preMulti", "", openBatch},
-    {"postMulti", "", run<&Interface::postMulti>},
+    {"setOption", "KEY VALUE", [](I& p, A& a) { return done(p.setOption(a[0], a[1])); }},
+    {"iterateRepositoryList", "",
+     [](I& p, A&) {
+       return Result{std::to_string(p.iterateRepositoryList()), true};
+     }},
+    {"getRepositoryListEntry", "", [](I& p, A&) { return answer(p.getRepositoryListEntry()); }},
+    {"login", "USER PASSWORD ROOT", [](I& p, A& a) { return done(p.login(a[0], a[1], a[2])); }},
+    {"logout", "", [](I& p, A&) { return done(p.logout()); }},
+    {"setRoots", "LOCAL", [](I& p, A& a) { return done(p.setRoots(a[0])); }},
+    {"setRoots", "LOCAL REMOTE", [](I& p, A& a) { return done(p.setRoots(a[0], a[1])); }},
+    {"getLocalRoot", "", [](I& p, A&) { return answer(p.getLocalRoot()); }},
+    {"getRemoteRoot", "", [](I& p, A&) { return answer(p.getRemoteRoot()); }},
+    {"checkOutSupported", "",
+     [](I& p, A&) {
+       return Result{show(p.checkOutSupported()), true};
+     }},
+    {"refresh", "", [](I& p, A&) { return done(p.refresh()); }},
+    {"status", "PATH", [](I& p, A& a) { return showStatusOf(p, a[0]); }},
+    {"addFile", "FILE COMMENT", [](I& p, A& a) { return done(p.addFile(a[0], a[1])); }},
+    {"saved", "PATH", [](I& p, A& a) { return done(p.saved(a[0])); }},
+    {"getFile", "FILE true|false", [](I& p, A& a) { return done(p.getFile(a[0], a.flag(1))); }},
+    {"getTo", "FILE REVISION DESTINATION",
+     [](I& p, A& a) { return done(p.getTo(a[0], a[1], a[2])); }},
+    {"checkout", "FILE TEXT true|false",
+     [](I& p, A& a) { return done(p.checkout(a[0], a[1], a.flag(2))); }},
+    {"undoCheckout", "FILE true|false",
+     [](I& p, A& a) { return done(p.undoCheckout(a[0], a.flag(1))); }},
+    {"checkin", "FILE COMMENT", [](I& p, A& a) { return done(p.checkin(a[0], a[1])); }},
+    {"merged", "FIRST SECOND",
+     [](I& p, A& a) {
+       return Result{show(p.merged(a[0], a[1])), true};
+     }},
+    {"getRoot", "", [](I& p, A&) { return answer(p.getRoot()); }},
+    {"refreshDirectoriesList", "PATH",
+     [](I& p, A& a) { return done(p.refreshDirectoriesList(a[0])); }},
+    {"iterateRemoteDirectory", "PATH true|false",
+     [](I& p, A& a) { return list(p, a[0], a.flag(1)); }},
+    {"getRemoteDirectoryEntry", "", [](I& p, A&) { return answer(p.getRemoteDirectoryEntry()); }},
+    {"createDirectory", "PARENT NAME",
+     [](I& p, A& a) { return done(p.createDirectory(a[0], a[1])); }},
+    {"getLastErrorCommand", "", [](I& p, A&) { return answer(p.getLastErrorCommand()); }},
+    {"getLastError", "", [](I& p, A&) { return answer(p.getLastError()); }},
+    {"preMulti", "",
+     [](I& p, A&) {
+       return p.preMulti(), Result{"done", true};
+     }},
+    {"postMulti", "", [](I& p, A&) { return done(p.postMulti()); }},
 };
 
 struct Call {
@@ -152,12 +130,12 @@ struct Call {
 
 bool takes(const Operation& operation, const Words& words) {
   const Words parameters = splitWords(operation.parameters).value();
-  if (words.size() != parameters.size()) return false;
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    const bool flag = parameters[i].text.find('|') != std::string::npos;
-    if (flag && words[i].text != "true" && words[i].text != "false") return false;
+  bool isRight = words.size() == parameters.size();
+  for (std::size_t i = 0; isRight && i < words.size(); ++i) {
+    const bool isSwitch = parameters[i].text.find('|') != std::string::npos;
+    isRight = !isSwitch || words[i].text == "true" || words[i].text == "false";
   }
-  return true;
+  return isRight;
 }
 
 // The call that the words of a line ask for. None, with a message in `expected`, for a bad line.
@@ -168,8 +146,7 @@ std::optional<Call> findCall(Words words, std::string& expected) {
     if (operation.name != name) continue;
     if (takes(operation, words)) return Call{&operation, Arguments(std::move(words))};
     expected += expected.empty() ? "expected " : ", or ";
-    expected += std::string(operation.name) + (*operation.parameters == '\0' ? " alone" : " ") +
-                operation.parameters;
+    expected += name + (*operation.parameters == '\0' ? " alone" : " ") + operation.parameters;
   }
   if (expected.empty()) {
     expected = "expected an operation of the interface, such as status or setRoots, not " + name;
@@ -177,90 +154,52 @@ std::optional<Call> findCall(Words words, std::string& expected) {
   return std::nullopt;
 }
 
-// Reads a script call by call.
-class Script {
- public:
-  Script(LineReader& input, std::string name) : input_(input), name_(std::move(name)) {}
-
-  // The next call; none at the end and at a bad line, which is reported.
-  std::optional<Call> next() {
-    constexpr char byteOrderMark[] = "\xef\xbb\xbf";
-    while (auto line = input_.readLine()) {
-      const bool isFirst = ++lineNumber_ == 1;
-      if (isFirst && line->rfind(byteOrderMark, 0) == 0) line->erase(0, sizeof byteOrderMark - 1);
-      std::optional<Words> words = splitWords(*line);
-      if (words.has_value() && words->empty()) continue;
-      std::string expected = "expected the end of a quotation or of a \\ escape";
-      if (words.has_value()) {
-        expected.clear();
-        if (auto call = findCall(std::move(*words), expected)) return call;
-      }
-      complain(name_ + ":" + std::to_string(lineNumber_) + ": " + expected);
-      bad_ = true;
-      return std::nullopt;
+// Passes a script's calls on, up to a bad line, which is reported. Returns whether there was none.
+bool readCalls(std::FILE* input, const std::string& name,
+               const std::function<void(const Call&)>& handle) {
+  constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
+  std::string line, expected;
+  for (int number = 1; readLine(input, line); ++number) {
+    if (number == 1 && line.rfind(byteOrderMark, 0) == 0) line.erase(0, byteOrderMark.size());
+    std::optional<Words> words = splitWords(line);
+    if (words.has_value() && words->empty()) continue;
+    if (!words.has_value()) expected = "unterminated quote or escape";
+    const auto call = words.has_value() ? findCall(std::move(*words), expected) : std::nullopt;
+    if (!call.has_value()) {
+      complain(name + ":" + std::to_string(number) + ": " + expected);
+      return false;
     }
-    return std::nullopt;
+    handle(*call);
   }
-  bool bad() const { return bad_; }
-
- private:
-  LineReader& input_;
-  const std::string name_;
-  int lineNumber_ = 0;
-  bool bad_ = false;
-};
-
-// Runs calls one after the other on one provider.
-class Run {
- public:
-  explicit Run(Provider& provider) : provider_(provider) {}
-
-  void perform(const Call& call) {
-    const Result result = call.operation->run(provider_.object(), call.arguments);
-    const std::string name = call.operation->name;
-    say(name + ": " + result.text);
-    std::cout.flush();
-    succeeded_ = result.succeeded && succeeded_;
-    if (name == "preMulti") isBatchOpen_ = true;
-    if (name == "postMulti" && result.succeeded) isBatchOpen_ = false;
-  }
-
-  // Returns the exit status. A batch that is still open is dropped with the provider.
-  int finish() const {
-    if (isBatchOpen_)
-      complain("the batch that preMulti opened was never run to its end by postMulti");
-    return succeeded_ && !isBatchOpen_ ? exitSuccess : exitFailure;
-  }
-
- private:
-  Provider& provider_;
-  bool succeeded_ = true;
-  bool isBatchOpen_ = false;
-};
+  return true;
+}
 
 }  // namespace
 
-int runScript(Provider& provider, const std::string& file, LineReader& input) {
-  Run run(provider);
-  if (file.empty()) {
-    // Run each line at once: somebody may be typing.
-    Script script(input, "standard input");
-    while (const auto call = script.next()) run.perform(*call);
-    const int status = run.finish();
-    return script.bad() ? exitUsage : status;
-  }
-
-  LineReader reader(std::fopen(file.c_str(), "re"));
-  std::error_code ignored;
-  if (!reader.isOpen() || std::filesystem::is_directory(file, ignored)) {
-    complain("cannot read the script " + file);
+int runScript(Job& job) {
+  const bool isNamed = !job.line.arguments.empty();
+  const std::string name = isNamed ? job.line.arguments[0] : "standard input";
+  const FilePointer file(isNamed ? std::fopen(name.c_str(), "re") : nullptr);
+  if (isNamed && (file == nullptr || kindOf(name) == FileKind::directory)) {
+    complain("cannot read the script " + name);
     return exitUsage;
   }
-  // Read the whole script before the first call: a script with a bad line does nothing at all.
-  Script script(reader, file);
+  bool succeeded = true, isBatchOpen = false;
+  const auto perform = [&](const Call& call) {
+    const Result result = call.operation->run(job.provider.object(), call.arguments);
+    const std::string operation = call.operation->name;
+    say(operation + ": " + result.text);
+    std::cout.flush();
+    succeeded = result.succeeded && succeeded;
+    if (operation == "preMulti") isBatchOpen = true;
+    if (operation == "postMulti" && result.succeeded) isBatchOpen = false;
+  };
+  // Each line of the input runs at once: somebody may be typing. A file is read before the first
+  // call, so that a script with a bad line does nothing at all.
   std::vector<Call> calls;
-  while (auto call = script.next()) calls.push_back(std::move(*call));
-  if (script.bad()) return exitUsage;
-  for (const auto& call : calls) run.perform(call);
-  return run.finish();
+  const auto handle = [&](const Call& call) { isNamed ? calls.push_back(call) : perform(call); };
+  if (!readCalls(isNamed ? file.get() : job.input, name, handle)) return exitUsage;
+  for (const auto& call : calls) perform(call);
+  if (isBatchOpen) complain("the batch that preMulti opened was never run by postMulti");
+  return succeeded && !isBatchOpen ? exitSuccess : exitFailure;
 }

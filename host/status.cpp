@@ -1,151 +1,153 @@
+#include <fnmatch.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <iostream>
-#include <iterator>
 #include <map>
+#include <sstream>
 
-#include "commands.h"
-#include "report.h"
-#include "untracked.h"
+#include "console.h"
+#include "files.h"
+#include "operations.h"
+#include "survey.h"
 
 namespace {
 
-struct Row {
-  std::string statusText;
-  std::string workingRevision;
-  std::string repositoryRevision;
-  std::string edited;
-  std::string path;
-};
+// The texts of a line: state, working revision, repository's revision, "edited", and path.
+using Row = std::array<std::string, 5>;
 
-// How a state is shown on a terminal: its colour, and the last line's words for one file and for
-// several files.
+// How a state is shown on a terminal: its colour, and the last line's words for it.
 struct Appearance {
   const char* text;
   const char* colour;
-  const char* one;
-  const char* many;
+  const char* words;
 };
 
 constexpr Appearance appearances[] = {
-    {"Up-to-date", "\033[32m", "up to date", "up to date"},
-    {"Locally Modified", "\033[33m", "modified", "modified"},
-    {"added", "\033[33m", "added", "added"},
-    {"removed", "\033[33m", "removed", "removed"},
-    {"Needs Merge", "\033[31m", "needs a merge", "need a merge"},
-    {"File had conflicts on merge", "\033[31m", "had a conflict", "had a conflict"},
-    {"conflict", "\033[31m", "has a conflict", "have a conflict"},
-    {"Needs Checkout", "\033[36m", "needs a checkout", "need a checkout"},
-    {"Needs Patch", "\033[36m", "needs a patch", "need a patch"},
-    {"missing", "\033[35m", "missing", "missing"},
-    {"dead", "\033[35m", "dead", "dead"},
-    {"?", "\033[2m", "untracked", "untracked"},
-    {"no status", "\033[2m", "without a status", "without a status"},
-    {"unknown", "\033[2m", "unknown", "unknown"},
+    {"Up-to-date", "\033[32m", "up to date"},
+    {"Locally Modified", "\033[33m", "modified"},
+    {"added", "\033[33m", "added"},
+    {"removed", "\033[33m", "removed"},
+    {"Needs Merge", "\033[31m", "to be merged"},
+    {"File had conflicts on merge", "\033[31m", "with an edited conflict"},
+    {"conflict", "\033[31m", "with a conflict"},
+    {"Needs Checkout", "\033[36m", "to be checked out"},
+    {"Needs Patch", "\033[36m", "to be patched"},
+    {"missing", "\033[35m", "missing"},
+    {"dead", "\033[35m", "dead"},
+    {"?", "\033[2m", "untracked"},
+    {"no status", "\033[2m", "without a status"},
+    {"unknown", "\033[2m", "unknown"},
 };
-
-constexpr std::string Row::*columns[] = {&Row::statusText, &Row::workingRevision,
-                                         &Row::repositoryRevision, &Row::edited};
 
 void printAligned(std::vector<Row> rows) {
   if (rows.empty()) return;
   rows.insert(rows.begin(), {"STATUS", "WORKING", "REPOSITORY", "EDITED", "PATH"});
-  std::size_t widths[std::size(columns)] = {};
+  std::array<std::size_t, 4> widths = {};
   for (const auto& row : rows) {
-    for (std::size_t i = 0; i < std::size(columns); ++i) {
-      widths[i] = std::max(widths[i], (row.*columns[i]).size());
-    }
+    for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
   }
-  const bool colour = isColourTerminal(STDOUT_FILENO);
+  const bool isColoured = isColourTerminal(STDOUT_FILENO);
   for (const auto& row : rows) {
     const auto* look = std::find_if(std::begin(appearances), std::end(appearances),
-                                    [&](const auto& a) { return row.statusText == a.text; });
-    const bool coloured = colour && look != std::end(appearances);
-    if (coloured) std::cout << look->colour;
-    for (std::size_t i = 0; i < std::size(columns); ++i) {
-      const std::string& text = row.*columns[i];
-      std::cout << text << std::string(widths[i] - text.size() + 2, ' ');
-      if (coloured && i == 0) std::cout << "\033[0m";
+                                    [&](const auto& a) { return row[0] == a.text; });
+    const bool hasColour = isColoured && look != std::end(appearances);
+    for (std::size_t i = 0; i < widths.size(); ++i) {
+      if (hasColour && i < 2) std::cout << (i == 0 ? look->colour : "\033[0m");
+      std::cout << row[i] << std::string(widths[i] - row[i].size() + 2, ' ');
     }
-    std::cout << printable(row.path) << '\n';
+    std::cout << row.back() << '\n';
   }
 }
 
-// Writes each row whole: a reader of a pipe never sees half a line.
-void printSeparated(const Row& row) {
-  std::cout << row.statusText + '\t' + row.workingRevision + '\t' + row.repositoryRevision + '\t' +
-                   row.edited + '\t' + row.path + '\n'
-            << std::flush;
+void printTotals(const std::map<std::string, std::size_t>& counts) {
+  std::size_t files = 0;
+  std::string states;
+  for (const auto& [state, count] : counts) files += count;
+  for (const auto& look : appearances) {
+    const auto found = counts.find(look.text);
+    if (found == counts.end()) continue;
+    states += states.empty() ? ": " : ", ";
+    states += std::to_string(found->second) + ' ' + look.words;
+  }
+  std::cout << files << (files == 1 ? " file" : " files") << states << '\n';
 }
 
-// How many files are in which state.
-class Totals {
- public:
-  void add(const std::string& text) {
-    ++counts_[text];
-    ++files_;
-  }
-  void print() const {
-    std::cout << files_ << (files_ == 1 ? " file" : " files");
-    const char* separator = ": ";
-    for (const auto& look : appearances) {
-      const auto found = counts_.find(look.text);
-      if (found == counts_.end()) continue;
-      std::cout << separator << found->second << ' ' << (found->second == 1 ? look.one : look.many);
-      separator = ", ";
-    }
-    std::cout << '\n';
-  }
-
- private:
-  std::map<std::string, std::size_t> counts_;
-  std::size_t files_ = 0;
-};
-
-Row rowOf(const FileReport& report) {
-  return {report.statusText, report.state.workingRevision, report.state.repositoryRevision,
-          report.state.edited ? "edited" : "", report.file.path};
+std::string textOf(const FileStatus& file) {
+  // In the order of the states.
+  constexpr const char* texts[] = {"",         "added", "removed",   "missing",
+                                   "conflict", "dead",  "no status", "unknown"};
+  return file.state == State::told ? file.answer.statusText : texts[static_cast<int>(file.state)];
 }
 
-// The paths of a directory's files that are not under control.
-std::vector<std::string> untrackedPaths(const Session& session, const std::string& directory) {
-  const std::string prefix = directory == "." ? "" : directory + '/';
-  std::vector<std::string> paths = findUntracked(session.directory + '/' + directory);
-  for (auto& path : paths) path.insert(0, prefix);
+// The client's own default.
+constexpr char defaultPatterns[] =
+    ". .. RCS SCCS CVS CVS.adm RCSLOG cvslog.* tags TAGS .make.state .nse_depinfo *~ #* .#* ,* _$* "
+    "*$ *.old *.bak *.BAK *.orig *.rej .del-* *.a *.olb *.o *.obj *.so *.exe *.Z *.elc *.ln core";
+
+// A pattern "!" cancels all patterns before it.
+void addPatterns(std::istream&& words, std::vector<std::string>& patterns) {
+  for (std::string word; words >> word;) {
+    if (word == "!") patterns.clear();
+    if (word != "!") patterns.push_back(word);
+  }
+}
+
+// The paths of a directory's files that neither its CVS/Entries name nor the client ignores: by its
+// own default, by CVSIGNORE, or by a .cvsignore there or in the home directory. The repository's
+// CVSROOT/cvsignore is not known here.
+Paths findUntracked(const Session& session, const std::string& directory) {
+  const std::string place = session.pathOf(directory);
+  std::vector<std::string> patterns;
+  addPatterns(std::istringstream(defaultPatterns), patterns);
+  addPatterns(openRegular(fromEnvironment("HOME") + "/.cvsignore"), patterns);
+  addPatterns(std::istringstream(fromEnvironment("CVSIGNORE")), patterns);
+  addPatterns(openRegular(place + "/.cvsignore"), patterns);
+  const Entries entries = readEntries(place).value_or(Entries());
+  Paths paths;
+  for (const auto& name : listNames(place)) {
+    const bool isIgnored = std::any_of(patterns.begin(), patterns.end(), [&](const auto& pattern) {
+      return fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
+    });
+    if (isIgnored || name == "CVS" || entries.byName.count(name) > 0) continue;
+    paths.push_back(directory == "." ? name : directory + '/' + name);
+  }
   return paths;
 }
 
 }  // namespace
 
-int showStatus(const Session& session, const Paths& paths, const StatusOptions& options) {
-  const bool terminal = isatty(STDOUT_FILENO) == 1;
+int showStatus(Job& job) {
+  const bool isTerminal = isatty(STDOUT_FILENO) == 1;
   std::vector<Row> rows;
-  Totals totals;
-  Troubles troubles;
+  std::map<std::string, std::size_t> counts;
+  Complaints complaints;
   const auto show = [&](const Row& row) {
-    totals.add(row.statusText);
-    if (options.changed && row.statusText == "Up-to-date" && row.edited.empty()) return;
-    if (terminal) {
-      rows.push_back(row);
-    } else {
-      printSeparated(row);
-    }
+    ++counts[row[0]];
+    if (job.line.changed && row[0] == "Up-to-date" && row[3].empty()) return;
+    if (isTerminal) rows.push_back(row);
+    if (isTerminal) return;
+    // Written as a whole: a reader of a pipe never sees half a line.
+    std::cout << row[0] + '\t' + row[1] + '\t' + row[2] + '\t' + row[3] + '\t' + row[4] + '\n'
+              << std::flush;
   };
-  survey(session, findFiles(session.directory, paths), [&](const GroupReport& group) {
-    troubles.add(group.directory, group.trouble);
-    for (const auto& file : group.files) {
-      show(rowOf(file));
-      troubles.add(file.file.path, file.trouble);
+  survey(job.session, findOwnFiles(job), [&](const DirectoryStatus& directory) {
+    complaints.add(directory.directory, directory.reason);
+    for (const auto& file : directory.files) {
+      const FileState& answer = file.answer;
+      show({textOf(file), answer.workingRevision, answer.repositoryRevision,
+            answer.edited ? "edited" : "", shown(file.file.path)});
+      complaints.add(file.file.path, file.reason);
     }
-    if (!options.untracked || !group.isWhole || !group.trouble.empty()) return;
-    for (const auto& path : untrackedPaths(session, group.directory)) {
-      show({"?", "", "", "", path});
+    if (!job.line.untracked || !directory.isWhole || !directory.reason.empty()) return;
+    for (const auto& path : findUntracked(job.session, directory.directory)) {
+      show({"?", "", "", "", shown(path)});
     }
   });
-  if (terminal) {
+  if (isTerminal) {
     printAligned(std::move(rows));
-    totals.print();
+    printTotals(counts);
   }
-  return troubles.report();
+  return complaints.report();
 }

@@ -1,6 +1,5 @@
 #include "survey.h"
 
-#include <algorithm>
 #include <atomic>
 #include <future>
 
@@ -8,132 +7,139 @@
 
 namespace {
 
+// What the administrative files alone tell of a file; `told` when the provider has to be asked.
+State lookUp(const File& file) {
+  if (!file.entry.listed) return State::told;
+  if (file.entry.isAdded()) return State::added;
+  if (file.entry.isRemoved()) return State::removed;
+  if (!file.here) return State::missing;
+  return file.hasOpenConflict ? State::conflict : State::told;
+}
+
 // Asks about the files of one directory through a provider of its own: its last error is empty at
 // first, and so holds words about these files only.
 class Questioner {
  public:
-  explicit Questioner(const Session& session)
-      : session_(session), provider_(session.library, session.configuration) {
+  explicit Questioner(const Session& session) : provider_(session) {
     provider_->setRoots(session.directory.c_str());
   }
 
-  GroupReport askAbout(const FileGroup& group) {
-    GroupReport report = {group.directory, group.isWhole, {}, ""};
+  DirectoryStatus askAbout(const FileGroup& group) {
+    status_ = {group.directory, group.isWhole, {}, ""};
     if (group.state == FileGroup::State::unreadable) {
-      report.trouble = "it has no CVS/Entries that can be read, so its files are not known";
-    } else if (group.state == FileGroup::State::lost) {
-      listLost(group.directory, report);
+      status_.reason = "it has no CVS/Entries that can be read, so its files are not known";
+    } else if (group.state == FileGroup::State::missing) {
+      listMissing(group.directory);
     }
-    report.files.reserve(group.files.size());
-    for (const auto& file : group.files) report.files.push_back(ask(file));
-    for (auto& file : report.files) {
-      if (file.statusText.empty()) explain(file, group.directory);
+    std::vector<std::size_t> open;  // told neither by the administrative files nor by the provider
+    for (const auto& file : group.files) {
+      status_.files.push_back({file, lookUp(file), {}, ""});
+      FileStatus& last = status_.files.back();
+      if (last.state == State::told && !ask(last)) open.push_back(status_.files.size() - 1);
     }
-    return report;
+    for (const std::size_t index : open) explain(status_.files[index]);
+    return std::move(status_);
   }
 
  private:
-  // Leaves the text empty when the answer alone does not give the state.
-  FileReport ask(const VersionedFile& file) {
-    FileReport report = {file, {}, "", ""};
-    const bool isListed = file.entry.has_value();
-    if (isListed && (file.entry->isAdded() || file.entry->isRemoved())) {
-      report.statusText = file.entry->isAdded() ? "added" : "removed";
-      return report;
+  // Returns whether the provider tells the state of a file that is here.
+  bool ask(FileStatus& file) {
+    if (readable_ == Readable::no) return false;
+    file.answer = askStatus(provider_.object(), file.file.path.c_str());
+    if (file.answer.known && file.answer.statusText != "missing") {
+      readable_ = Readable::yes;
+      return true;
     }
-    const LastError before = provider_.lastError();
-    report.state = askStatus(provider_.object(), file.path.c_str());
-    const LastError after = provider_.lastError();
-    if (report.state.known && report.state.statusText != "missing") {
-      isRead_ = true;
-      report.statusText = report.state.statusText;
-    } else if (!isHere(session_.directory, file.path)) {
-      if (report.state.known || isListed) report.statusText = "missing";
-    } else if (isListed && file.entry->hasConflict()) {
-      report.statusText = "conflict";
-    }
-    report.trouble = wordsAbout(file.path, before, after);
-    if (!report.statusText.empty()) report.trouble.clear();
-    return report;
+    // The repository was asked last, about this file.
+    const LastError said = provider_.lastError();
+    if (said.command == "rls" && !said.text.empty()) file.reason = said.describe();
+    if (file.file.entry.listed && readable_ == Readable::notAsked) findOut(said);
+    if (!file.reason.empty()) provider_.forgetLastError();
+    return false;
   }
 
-  // What the client said about a file whose state it did not give. Words that have not changed are
-  // about this file as well, unless they name the file for which they first appeared.
-  std::string wordsAbout(const std::string& path, const LastError& before, const LastError& after) {
-    if (!(after == before)) lastNamed_ = path;
-    const std::string earlier = std::string(provider_->getRemoteRoot()) + '/' + lastNamed_;
-    const bool isOlder = lastNamed_ != path && after.text.find(earlier) != std::string::npos;
-    const std::string words = "status failed; " + after.describe();
-    if (after.command == "status" && directoryWords_.empty()) directoryWords_ = words;
-    return after.command == "rls" && !isOlder ? words : "";
-  }
-
-  void explain(FileReport& report, const std::string& directory) {
-    const bool isListed = report.file.entry.has_value();
-    if (!report.state.known && !isListed) {
-      report.statusText = "unknown";
-      if (report.trouble.empty()) report.trouble = "it is known neither here nor in the repository";
-    } else if (report.state.known || !report.trouble.empty() || !isRead(directory)) {
-      report.statusText = "no status";
-      if (report.trouble.empty() && !isRead(directory)) report.trouble = directoryWords_;
-      if (report.trouble.empty()) report.trouble = "it is in a state that the provider cannot tell";
+  // Finds out whether the provider could read the directory, which the interface does not tell: if
+  // not, the next question reads it again, and that leaves an error.
+  void findOut(const LastError& earlier) {
+    provider_.forgetLastError();
+    const std::string inside = status_.directory == "." ? "" : status_.directory + '/';
+    const bool isKnown = askStatus(provider_.object(), inside.c_str()).known;
+    const LastError said = provider_.lastError();
+    if (said.command == "status") {
+      readable_ = Readable::no;
+      status_.reason = "status failed; " + said.describe();
     } else {
-      report.statusText = "dead";
+      const bool wasRead = isKnown || earlier.command == "status";
+      readable_ = wasRead ? Readable::yes : Readable::unclear;
     }
   }
 
-  // Whether the provider could read a directory: if so, it knows one of its files.
-  bool isRead(const std::string& directory) {
-    if (isRead_ || hasLooked_) return isRead_;
-    hasLooked_ = true;
-    constexpr int mostQuestions = 3;
-    int questions = 0;
-    const std::string prefix = directory == "." ? "" : directory + '/';
-    const auto entries = readEntries(session_.directory + '/' + directory);
-    for (const auto& [name, entry] : entries.value_or(Entries())) {
-      const bool isPlain = !entry.directory && !entry.isAdded() && !entry.hasConflict();
-      if (!isPlain || !isHere(session_.directory, prefix + name)) continue;
-      const FileState state = askStatus(provider_.object(), (prefix + name).c_str());
-      isRead_ = state.known && state.statusText != "missing";
-      if (isRead_ || ++questions == mostQuestions) break;
+  void explain(FileStatus& file) {
+    const bool isKnown = file.answer.known;
+    if (!file.file.entry.listed) {
+      explainUnlisted(file);
+    } else if (file.file.entry.hasConflict()) {
+      file.state = State::conflict;
+      file.reason.clear();
+    } else if (readable_ == Readable::yes && !isKnown && file.reason.empty()) {
+      file.state = State::dead;
+    } else {
+      file.state = State::noStatus;
+      if (readable_ == Readable::yes && isKnown) {
+        file.reason = "it is in a state that the provider does not know";
+      } else if (readable_ == Readable::unclear && file.reason.empty()) {
+        status_.reason = "the client told nothing of its files";
+      }
     }
-    return isRead_;
   }
 
-  // The files of a directory that is not here, as the repository lists them.
-  void listLost(const std::string& directory, GroupReport& report) {
-    const std::string root = provider_->getRemoteRoot();
-    const std::string remote = root == "." ? directory : root + '/' + directory;
-    for (const auto& name : list(remote, false, report)) {
-      report.files.push_back({{directory + '/' + name, std::nullopt}, {}, "missing", ""});
+  void explainUnlisted(FileStatus& file) {
+    const std::string& path = file.file.path;
+    if (!file.file.here && isRemoteDirectory(provider_, path)) {
+      file.state = State::missing;
+      file.reason = "it is a directory in the repository; cvs update -d " + path + " brings it";
+    } else if (file.answer.known && !file.file.here) {
+      file.state = State::missing;
+    } else if (file.answer.known) {
+      file.state = State::noStatus;
+      file.reason = "the repository knows it, but it is not under version control here";
+    } else {
+      file.state = State::unknown;
+      const std::string words = file.reason.empty() ? ", nor in the repository" : "; ";
+      file.reason = "it is not under version control here" + words + file.reason;
     }
-    for (const auto& name : list(remote, true, report)) listLost(directory + '/' + name, report);
   }
 
-  std::vector<std::string> list(const std::string& remote, bool directories, GroupReport& report) {
-    std::vector<std::string> names;
-    const int count = provider_->iterateRemoteDirectory(remote.c_str(), directories);
-    while (const char* name = provider_->getRemoteDirectoryEntry()) names.emplace_back(name);
-    if (hasListingFailed(provider_.object(), count) && report.trouble.empty()) {
-      report.trouble =
-          "it is not here, and its files are not known; " + provider_.lastError().describe();
+  // Adds the files of a directory that is not here, as the repository lists them.
+  void listMissing(const std::string& directory) {
+    for (const auto& name : list(directory, false)) {
+      status_.files.push_back(
+          {{directory + '/' + name, {}, false, false, {}}, State::missing, {}, ""});
     }
-    return names;
+    for (const auto& name : list(directory, true)) listMissing(directory + '/' + name);
   }
 
-  const Session& session_;
+  Names list(const std::string& directory, bool directories) {
+    const auto names = listRepository(provider_, remotePath(provider_, directory), directories);
+    if (!names.has_value() && status_.reason.empty()) {
+      const std::string words = provider_.lastError().describe();
+      status_.reason = "it is not here, and its files are not known; " + words;
+    }
+    return names.value_or(Names());
+  }
+
+  enum class Readable { notAsked, yes, no, unclear };
+
   Provider provider_;
-  bool isRead_ = false;  // a file of the directory has a state
-  bool hasLooked_ = false;
-  std::string lastNamed_;       // the file for which the client last said something new
-  std::string directoryWords_;  // said when the directory was read
+  DirectoryStatus status_;
+  Readable readable_ = Readable::notAsked;  // the directory, by the provider
 };
 
 }  // namespace
 
-void survey(const Session& session, const std::vector<FileGroup>& groups,
-            const std::function<void(GroupReport)>& handle) {
-  std::vector<std::promise<GroupReport>> answers(groups.size());
+void survey(const Session& session, const FileGroups& groups,
+            const std::function<void(const DirectoryStatus&)>& handle) {
+  std::vector<std::promise<DirectoryStatus>> answers(groups.size());
   std::atomic<std::size_t> next = 0, filesDone = 0;
   std::size_t files = 0;
   for (const auto& group : groups) files += group.files.size();

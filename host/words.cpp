@@ -1,5 +1,13 @@
 #include "words.h"
 
+#include <string_view>
+
+namespace {
+
+constexpr std::string_view special = "\n\r\t", letters = "nrt";
+
+}  // namespace
+
 std::optional<Words> splitWords(const std::string& line) {
   Words words;
   bool inWord = false;
@@ -24,8 +32,8 @@ std::optional<Words> splitWords(const std::string& line) {
       quote = '\0';
     } else if (c == '\\' && quote != '\'') {
       if (++i == line.size()) return std::nullopt;
-      c = line[i];
-      word.text += c == 'n' ? '\n' : c == 'r' ? '\r' : c == 't' ? '\t' : c;
+      const std::size_t letter = letters.find(line[i]);
+      word.text += letter == letters.npos ? line[i] : special[letter];
     } else {
       word.text += c;
     }
@@ -38,25 +46,9 @@ std::string quoteWord(const char* text) {
   if (text == nullptr) return "null";
   std::string shown = "\"";
   for (; *text != '\0'; ++text) {
-    switch (*text) {
-      case '\n':
-        shown += "\\n";
-        break;
-      case '\r':
-        shown += "\\r";
-        break;
-      case '\t':
-        shown += "\\t";
-        break;
-      case '"':
-        shown += "\\\"";
-        break;
-      case '\\':
-        shown += "\\\\";
-        break;
-      default:
-        shown += *text;
-    }
+    const std::size_t found = special.find(*text);
+    if (found != special.npos || *text == '"' || *text == '\\') shown += '\\';
+    shown += found == special.npos ? *text : letters[found];
   }
   return shown + '"';
 }

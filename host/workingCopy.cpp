@@ -1,14 +1,19 @@
 #include "workingCopy.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <set>
+#include <string_view>
 
-namespace fs = std::filesystem;
+#include "files.h"
+#include "root.h"
+
+namespace fs = std::filesystem;  // for the text of paths only
 
 namespace {
 
@@ -20,56 +25,83 @@ std::string takeField(std::string_view& line) {
 }
 
 // One line of an Entries file: "/NAME/REVISION/TIMESTAMP/OPTIONS/TAG" for a file, "D/NAME////" for
-// a directory.
+// a directory, "D" where there are no directories.
 void applyEntry(std::string_view line, bool remove, Entries& entries) {
-  const bool directory = line.substr(0, 1) == "D";
-  if (directory) line.remove_prefix(1);
+  Entry entry;
+  entry.listed = true;
+  entry.directory = line.substr(0, 1) == "D";
+  entries.nameDirectories = entries.nameDirectories || entry.directory;
+  if (entry.directory) line.remove_prefix(1);
   if (line.substr(0, 1) != "/") return;
   line.remove_prefix(1);
   const std::string name = takeField(line);
-  if (name.empty() || line.empty()) return;
-  if (remove) {
-    entries.erase(name);
-    return;
-  }
-  Entry& entry = entries[name];
-  entry.directory = directory;
+  if (name.empty() || name == "." || name == ".." || line.empty()) return;
   for (std::string* field : {&entry.revision, &entry.timestamp, &entry.options}) {
     *field = takeField(line);
   }
+  entries.byName.erase(name);
+  if (!remove) entries.byName.emplace(name, entry);
 }
 
-// Whether an Entries file has a line about directories; a lone "D" says that there are none.
-bool hasDirectoryLine(std::istream& lines) {
-  std::string line;
-  while (std::getline(lines, line)) {
-    if (line.rfind('D', 0) == 0) return true;
-  }
-  return false;
+// A time as the client writes it.
+std::string timestampOf(const struct stat& file) {
+  struct tm utc = {};
+  char text[32];
+  gmtime_r(&file.st_mtim.tv_sec, &utc);
+  return {text, std::strftime(text, sizeof text, "%a %b %e %H:%M:%S %Y", &utc)};
 }
 
 // Gathers the files of findFiles, each once.
 class Finder {
  public:
-  explicit Finder(const std::string& workingCopy) : workingCopy_(workingCopy) {}
+  explicit Finder(const std::string& workingCopy)
+      : workingCopy_(workingCopy), root_(readRecordedRoot(workingCopy)) {}
 
-  // What the administrative files say of a path.
-  VersionedFile look(const std::string& path) {
+  File look(const std::string& path) {
     const fs::path file(path);
     const auto& entries = entriesOf(file.parent_path().string());
-    if (!entries.has_value()) return {path, std::nullopt};
-    const auto found = entries->find(file.filename().string());
-    if (found == entries->end()) return {path, std::nullopt};
-    return {path, found->second};
+    if (!entries.has_value()) return look(path, {});
+    const auto found = entries->byName.find(file.filename().string());
+    return look(path, found == entries->byName.end() ? Entry() : found->second);
+  }
+
+  // Whether a directory records another repository than the working copy itself does.
+  bool isForeign(const std::string& directory) const {
+    const std::string root = readRecordedRoot(workingCopy_ + '/' + directory);
+    return !root.empty() && !root_.empty() && !isSameRepository(root, root_);
+  }
+
+  FileGroups find(const Paths& paths) {
+    for (const auto& path : paths) addPath(path);
+    return std::move(groups_);
+  }
+
+ private:
+  File look(const std::string& path, const Entry& entry) const {
+    File file = {path, entry, false, false, {}};
+    struct stat found = {};
+    if (lstat((workingCopy_ + '/' + path).c_str(), &found) == -1) {
+      file.here = errno != ENOENT && errno != ENOTDIR;
+      return file;
+    }
+    file.here = true;
+    file.hasOpenConflict = entry.timestamp.find('+' + timestampOf(found)) != std::string::npos;
+    file.contents = {found.st_ino, found.st_size, found.st_mtim.tv_sec, found.st_mtim.tv_nsec};
+    return file;
+  }
+
+  // Each directory's Entries are read once, however many files are asked for.
+  const std::optional<Entries>& entriesOf(const std::string& directory) {
+    const auto known = entries_.find(directory);
+    if (known != entries_.end()) return known->second;
+    return entries_.emplace(directory, readEntries(workingCopy_ + '/' + directory)).first->second;
   }
 
   void addPath(const std::string& path) {
-    const VersionedFile file = look(path);
-    const bool isListed = file.entry.has_value() && file.entry->directory;
-    std::error_code ignored;
-    if (isListed || fs::is_directory(fs::path(workingCopy_) / path, ignored)) {
+    const File file = look(path);
+    if (file.entry.directory || kindOf(workingCopy_ + '/' + path) == FileKind::directory) {
       addDirectory(path);
-    } else if (files_.insert(path).second) {
+    } else if (seen_.insert(path).second) {
       const std::string parent = fs::path(path).parent_path().string();
       const std::string directory = parent.empty() ? "." : parent;
       // One group for all: clients in one directory would wait for each other's locks.
@@ -79,81 +111,47 @@ class Finder {
     }
   }
 
-  std::vector<FileGroup> takeGroups() { return std::move(groups_); }
-
- private:
-  // Each directory's Entries are read once, however many files are asked for.
-  const std::optional<Entries>& entriesOf(const std::string& directory) {
-    const auto known = entries_.find(directory);
-    if (known != entries_.end()) return known->second;
-    return entries_.emplace(directory, readEntries((fs::path(workingCopy_) / directory).string()))
-        .first->second;
+  FileGroup::State stateOf(const std::string& path) {
+    if (isForeign(path)) return FileGroup::State::foreign;
+    if (entriesOf(path).has_value()) return FileGroup::State::readable;
+    const bool here = isHere(workingCopy_ + '/' + path);
+    return here ? FileGroup::State::unreadable : FileGroup::State::missing;
   }
 
   void addDirectory(const std::string& path) {
-    if (!directories_.insert(path).second) return;
-    const std::optional<Entries>& entries = entriesOf(path);
-    FileGroup group = {path, FileGroup::State::readable, true, {}};
-    if (!entries.has_value()) {
-      group.state =
-          isHere(workingCopy_, path) ? FileGroup::State::unreadable : FileGroup::State::lost;
-      groups_.push_back(std::move(group));
-      return;
-    }
+    // A link may lead back to a directory in which the search is.
+    const std::string place = resolveExisting(workingCopy_ + '/' + path);
+    if (std::count(open_.begin(), open_.end(), place) > 0) return;
+    if (!seen_.insert(path).second) return;
+    groups_.push_back({path, stateOf(path), true, {}});
+    if (groups_.back().state != FileGroup::State::readable) return;
+    const Entries& entries = *entriesOf(path);
     const std::string prefix = path == "." ? "" : path + '/';
-    for (const auto& [name, entry] : *entries) {
-      if (entry.directory || !files_.insert(prefix + name).second) continue;
-      group.files.push_back({prefix + name, entry});
+    for (const auto& [name, entry] : entries.byName) {
+      if (entry.directory || !seen_.insert(prefix + name).second) continue;
+      groups_.back().files.push_back(look(prefix + name, entry));
     }
-    groups_.push_back(std::move(group));
-    for (const auto& [name, entry] : *entries) {
-      if (entry.directory && !isLink(prefix + name)) addDirectory(prefix + name);
+    open_.push_back(place);
+    for (const auto& [name, entry] : entries.byName) {
+      if (entry.directory) addDirectory(prefix + name);
     }
-  }
-
-  bool isLink(const std::string& path) const {
-    std::error_code ignored;
-    return fs::is_symlink(fs::path(workingCopy_) / path, ignored);
+    open_.pop_back();
   }
 
   const std::string& workingCopy_;
-  std::vector<FileGroup> groups_;
+  const std::string root_;
+  FileGroups groups_;
   std::map<std::string, std::size_t> partial_;  // the group for single files of a directory
-  std::set<std::string> files_, directories_;   // that are in a group
+  std::set<std::string> seen_;                  // what is in a group
   std::map<std::string, std::optional<Entries>> entries_;  // by directory
+  Paths open_;                                             // in which the search is, resolved
 };
 
-// A time as the client writes it.
-std::string timestampOf(const struct stat& file) {
-  struct tm utc = {};
-  char text[26] = "";
-  if (gmtime_r(&file.st_mtim.tv_sec, &utc) == nullptr || asctime_r(&utc, text) == nullptr)
-    return "";
-  return {text, 24};
-}
-
-FileSnapshot takeSnapshot(const std::string& workingCopy, const VersionedFile& file) {
-  FileSnapshot snapshot;
-  snapshot.entry = file.entry;
-  struct stat found = {};
-  const bool isSeen = lstat((fs::path(workingCopy) / file.path).c_str(), &found) == 0;
-  snapshot.here = isSeen || isHere(workingCopy, file.path);
-  if (isSeen) {
-    const std::string conflict = '+' + timestampOf(found);
-    snapshot.hasOpenConflict =
-        file.entry.has_value() && file.entry->timestamp.find(conflict) != std::string::npos;
-    snapshot.contents = {found.st_ino, found.st_size, found.st_mtim.tv_sec, found.st_mtim.tv_nsec};
-  }
-  std::error_code ignored;
-  snapshot.edited = fs::exists(baseCopyOf(workingCopy, file.path), ignored);
-  return snapshot;
-}
-
+// A path below a root, both resolved, in the form that the provider takes; none when it is not.
 std::optional<std::string> relativeTo(const fs::path& root, const fs::path& path) {
-  std::string relative = (root / path).lexically_normal().lexically_relative(root).string();
-  if (relative == ".." || relative.rfind("../", 0) == 0) return std::nullopt;
-  if (relative.size() > 1 && relative.back() == '/') relative.pop_back();
-  return relative.empty() ? "." : relative;
+  const std::string relative = path.lexically_normal().lexically_relative(root).string();
+  if (relative.empty() || relative == ".." || relative.rfind("../", 0) == 0) return std::nullopt;
+  return relative;
 }
 
 }  // namespace
@@ -163,102 +161,90 @@ Entries parseEntries(std::istream& main, std::istream& log) {
   std::string line;
   while (std::getline(main, line)) applyEntry(line, false, entries);
   while (std::getline(log, line)) {
-    const bool remove = line.rfind("R ", 0) == 0;
-    if (!remove && line.rfind("A ", 0) != 0) continue;
-    applyEntry(std::string_view(line).substr(2), remove, entries);
+    const std::string what = line.substr(0, 2);
+    if (what == "A " || what == "R ") applyEntry(line.substr(2), what == "R ", entries);
   }
   return entries;
 }
 
 std::optional<Entries> readEntries(const std::string& directory) {
-  const fs::path file = fs::path(directory) / "CVS/Entries";
-  std::error_code ignored;
-  if (!fs::is_regular_file(file, ignored)) return std::nullopt;
-  std::ifstream main(file), log(fs::path(directory) / "CVS/Entries.Log");
-  if (!main.is_open()) return std::nullopt;
+  std::ifstream main = openRegular(directory + "/CVS/Entries");
+  std::ifstream log = openRegular(directory + "/CVS/Entries.Log");
+  if (!main) return std::nullopt;
   Entries entries = parseEntries(main, log);
-  const auto isDirectory = [](const auto& entry) { return entry.second.directory; };
-  main.clear();
-  main.seekg(0);
-  if (std::none_of(entries.begin(), entries.end(), isDirectory) && !hasDirectoryLine(main)) {
-    for (const auto& found : fs::directory_iterator(directory, ignored)) {
-      if (!fs::is_directory(found.path() / "CVS", ignored)) continue;
-      Entry entry;
-      entry.directory = true;
-      entries.emplace(found.path().filename().string(), entry);
+  if (entries.nameDirectories) return entries;
+  for (const auto& name : listNames(directory)) {
+    if (kindOf(directory + '/' + name + "/CVS") == FileKind::directory) {
+      applyEntry("D/" + name + "////", false, entries);
     }
   }
   return entries;
 }
 
 std::string readRecordedRoot(const std::string& directory) {
-  std::ifstream file(fs::path(directory) / "CVS/Root");
+  std::ifstream file = openRegular(directory + "/CVS/Root");
   std::string root;
   std::getline(file, root);
   return root;
 }
 
-std::vector<FileGroup> findFiles(const std::string& workingCopy,
-                                 const std::vector<std::string>& paths) {
-  Finder finder(workingCopy);
-  for (const auto& path : paths) finder.addPath(path);
-  return finder.takeGroups();
+std::string baseCopyOf(const std::string& file) {
+  return fs::path(file).parent_path() / "CVS/Base" / fs::path(file).filename();
 }
 
-VersionedFile findFile(const std::string& workingCopy, const std::string& path) {
+std::string readBaseRevision(const std::string& file) {
+  std::ifstream lines = openRegular(fs::path(file).parent_path() / "CVS/Baserev");
+  const std::string begin = 'B' + fs::path(file).filename().string() + '/';
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.rfind(begin, 0) == 0) return line.substr(begin.size(), line.size() - begin.size() - 1);
+  }
+  return "";
+}
+
+Paths stepsOf(const std::string& path) {
+  Paths steps;
+  for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
+    steps.push_back(path.substr(0, slash));
+  }
+  steps.push_back(path);
+  return steps;
+}
+
+FileGroups findFiles(const std::string& workingCopy, const Paths& paths) {
+  return Finder(workingCopy).find(paths);
+}
+
+File findFile(const std::string& workingCopy, const std::string& path) {
   return Finder(workingCopy).look(path);
 }
 
-std::string baseCopyOf(const std::string& workingCopy, const std::string& path) {
-  const fs::path file = fs::path(workingCopy) / path;
-  return (file.parent_path() / "CVS/Base" / file.filename()).string();
-}
-
-bool FileSnapshot::hasContentsOf(const FileSnapshot& other) const {
-  return here == other.here && contents.inode == other.contents.inode &&
-         contents.size == other.contents.size && contents.seconds == other.contents.seconds &&
-         contents.nanoseconds == other.contents.nanoseconds;
-}
-
-FileSnapshot takeSnapshot(const std::string& workingCopy, const std::string& path) {
-  return takeSnapshot(workingCopy, findFile(workingCopy, path));
-}
-
-Snapshots takeSnapshots(const std::string& workingCopy, const std::vector<std::string>& paths) {
-  Snapshots snapshots;
-  for (const auto& group : findFiles(workingCopy, paths)) {
-    for (const auto& file : group.files) {
-      snapshots[file.path] = takeSnapshot(workingCopy, file);
-    }
+std::optional<std::string> findForeign(const std::string& workingCopy, const std::string& path) {
+  const Finder finder(workingCopy);
+  for (const auto& step : stepsOf(path)) {
+    if (finder.isForeign(step)) return step;
   }
-  return snapshots;
-}
-
-bool isHere(const std::string& workingCopy, const std::string& path) {
-  std::error_code ignored;
-  const auto status = fs::symlink_status(fs::path(workingCopy) / path, ignored);
-  return status.type() != fs::file_type::not_found;
-}
-
-bool isRegularFile(const std::string& workingCopy, const std::string& path) {
-  std::error_code ignored;
-  return fs::is_regular_file(fs::path(workingCopy) / path, ignored);
+  return std::nullopt;
 }
 
 std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path) {
-  const fs::path given = path;
-  if (!given.is_absolute()) {
-    return relativeTo(fs::absolute(workingCopy).lexically_normal() / "", given);
+  const fs::path root = resolve(workingCopy).value_or(workingCopy);
+  fs::path given = root / path;
+  if (!given.has_filename()) given = given.parent_path();
+  const fs::path name = given.filename();
+  std::optional<std::string> relative;
+  if (name != "." && name != "..") {
+    relative = relativeTo(root, fs::path(resolveExisting(given.parent_path())) / name);
   }
-  // Both may lead through symbolic links. The path's last name is not resolved at first: it may be
-  // a link inside the working copy. It is resolved when the path leads outside otherwise.
-  std::error_code ignored;
-  const fs::path root = fs::canonical(workingCopy, ignored) / "";
-  const auto relative =
-      relativeTo(root, fs::weakly_canonical(given.parent_path(), ignored) / given.filename());
-  return relative.has_value() ? relative : relativeTo(root, fs::weakly_canonical(given, ignored));
-}
-
-std::string asArgument(const std::string& path) {
-  return path[0] == '-' ? "./" + path : path;
+  if (!relative.has_value()) relative = relativeTo(root, resolveExisting(given));
+  if (relative.has_value()) return relative;
+  // The path of a directory that has moved elsewhere, with a link in its place, stays as it is.
+  relative = relativeTo(root, given);
+  if (std::find(given.begin(), given.end(), "..") != given.end()) return std::nullopt;
+  for (const auto& step : stepsOf(relative.value_or("."))) {
+    char target;
+    const bool isLink = readlink((root / step).c_str(), &target, 1) != -1;
+    if (isLink && !findFile(workingCopy, step).entry.directory) return std::nullopt;
+  }
+  return relative;
 }

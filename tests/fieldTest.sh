@@ -8,7 +8,7 @@ export CVSROOT=$scratch/repository
 work=$scratch/work
 cvs init
 printf '%s\n' 'cvs -q' 'status -v' 'update -d' >"$HOME/.cvsrc"
-run 0 "$scchost" mkdir lib/box --user vendor
+run 0 "$scchost" mkdir lib/box
 run 0 "$scchost" checkout "$work" lib/box
 
 # The client looks at a lock again after half a minute; meanwhile the rest goes on elsewhere.

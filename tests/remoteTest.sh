@@ -64,8 +64,8 @@ fi
 
 # A project of its own, in two working copies; the first command opens the shared connection, and
 # must not wait for it to close.
-run 0 host mkdir lib --user ann
-run 0 host mkdir lib/tool --user ann
+run 0 host mkdir lib
+run 0 host mkdir lib/tool
 [ "$2" != shared-ssh ] || run 0 "$CVS_RSH" -O check 127.0.0.1
 run 0 host checkout "$ann" lib/tool
 mkdir -p "$ann/docs/user guide"

@@ -20,9 +20,12 @@ skip() {
   exit 77
 }
 
+# Tells the innermost line of the test itself.
 fail() {
+  local frame=0
+  while [ "${BASH_SOURCE[frame]}" != "$0" ]; do frame=$((frame + 1)); done
   failures=$((failures + 1))
-  printf 'FAILED: line %s: %s\n' "${BASH_LINENO[${#BASH_LINENO[@]} - 2]}" "$*"
+  printf 'FAILED: line %s: %.3000s\n' "${BASH_LINENO[frame - 1]}" "$*"
 }
 
 # run STATUS COMMAND...: the command has to end with the status; keeps what it prints in $output.
@@ -49,3 +52,56 @@ holds() {
 equal() { [ "$1" = "$2" ] || fail "found '$2' instead of '$1'"; }
 
 finish() { exit $((failures > 0)); }
+
+# A test of several scenarios has a function for each, whose name begins with "it_" and tells what
+# must hold. Called as TEST BUILD-DIRECTORY [SCENARIO], and ends with: run_scenarios "$@".
+run_scenarios() {
+  local scenario scenarios=${2-}
+  [ -n "$scenarios" ] || scenarios=$(sed -n 's/^\(it_[a-z_]*\)() {.*/\1/p' "$0")
+  command -v cvs >/dev/null || skip "there is no cvs client on this machine"
+  for scenario in $scenarios; do
+    cd "$scratch" || exit
+    "$scenario"
+  done
+  finish
+}
+
+# Makes $scratch/repository, to which CVSROOT leads by the method that is given, and the working
+# copies $ann and $bob, as copies of a tree that is prepared once.
+take_tree() {
+  local prepared=$build/preparedTree file
+  (
+    flock 9
+    [ "$prepared" -nt "$sources/tests/shell.sh" ] || prepare_tree "$prepared"
+  ) 9>"$prepared.lock"
+  export CVSROOT=${1-}$scratch/repository
+  ann=$scratch/ann bob=$scratch/bob
+  chmod -R u+w "$scratch"
+  rm -rf "$scratch/repository" "$ann" "$bob"
+  cp -a "$prepared/." "$scratch"
+  find "$ann" "$bob" -path '*/CVS/Root' -print0 | while IFS= read -r -d '' file; do
+    printf '%s\n' "$CVSROOT" >"$file"
+  done
+}
+
+prepare_tree() {
+  local repository=$1/repository
+  rm -rf "$1"
+  mkdir -p "$1" "$scratch/import/docs/deep"
+  cvs -d "$repository" init
+  printf '%s\n' 1 2 3 |
+    (cd "$scratch/import" && tee a.c b.c c.c d.c docs/f.txt docs/deep/g.txt >/dev/null)
+  seq 9 >"$scratch/import/e.c"
+  printf '\0\1\n' >"$scratch/import/logo.png"
+  (cd "$scratch/import" && cvs -Q -d "$repository" import -W "*.png -k 'b'" -m first tool vendor start)
+  (cd "$1" && for copy in ann bob; do cvs -Q -d "$repository" checkout -d $copy tool; done)
+}
+
+# does DIRECTORY COMMAND: runs a shell command there.
+does() { (cd "$1" && eval "$2") >"$scratch/did" 2>&1 || fail "'$2' failed: $(cat "$scratch/did")"; }
+
+in_ann() { run "$1" "$scchost" -C "$ann" "${@:2}"; }
+in_bob() { run "$1" "$scchost" -C "$bob" "${@:2}"; }
+
+# lines FILE: its lines, with a blank between them.
+lines() { paste -sd ' ' -- "$1"; }

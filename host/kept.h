@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+
+#include "workingCopy.h"
+
+// Keeps the texts of one file that the client would replace without a trace: the file itself, if it
+// is moved away, so that the client fetches it as a missing one; and what the client's own backup,
+// ".#NAME.REVISION", would overwrite. Each is moved to a name that the client never writes: the
+// backup's with ".kept" and where that is taken a number behind it. So whenever the program is
+// interrupted, the bytes are there under one of the two names.
+class KeptTexts {
+ public:
+  // `revision` is that of the client's backup. Throws std::system_error when something cannot be
+  // moved.
+  KeptTexts(const std::string& workingCopy, const File& file, const std::string& revision,
+            bool movesFile);
+  ~KeptTexts();
+  KeptTexts(const KeptTexts&) = delete;
+  KeptTexts& operator=(const KeptTexts&) = delete;
+
+  // To be called after the client: moves back what it has not replaced. But after a success a file
+  // that is gone was meant to go.
+  void end(bool succeeded);
+
+  // Whether the text of the file was replaced by another one.
+  bool isReplaced() const { return !text_.empty() || isBackedUp(); }
+
+  // Says where the earlier texts are, in words that complete a line.
+  std::string describe() const;
+
+ private:
+  std::string moveAway(const std::string& path, const std::string& name) const;
+  bool isBackedUp() const;
+
+  const std::string directory_, path_, backup_;  // the working copy, and paths there
+  std::string text_, earlier_;                   // where they are now; empty when not moved
+  bool isBackupOld_ = false, hasEnded_ = false;
+};

@@ -1,478 +1,366 @@
-// Measures the provider and its command-line host against doing the same by the system's own means.
+// Measures the provider and scchost against the system's own means of doing the same.
+// docs/measurements.md shows what it prints and tells what each row means to a user.
 
-#include <argp.h>
+#include <fcntl.h>
 #include <malloc.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
-#include <iterator>
-#include <random>
+#include <set>
+#include <stdexcept>
 #include <thread>
 
 #include "cvs.h"
-#include "workload.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// What the command line says, and what the rows share.
-struct Bench {
-  bool quick = false;
-  std::vector<std::size_t> rows;  // none for all
-  std::string csv;
-  int pairs = 0;  // of the row at work
-  fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
-  std::string child = programs / "benchChild";  // stands in for the client
-  std::string scchost = programs / "scchost";
-  fs::path workspace = {};
-  bool hasTrees = false;  // they are made for the first row that needs them
-
-  std::size_t scale(std::size_t full) const { return quick ? (full + 99) / 100 : full; }
-  Tree flat() const { return {"flat", 1, scale(3000)}; }
-  Tree small() const { return {"small", scale(500), 10}; }
-  Tree large() const { return {"large", scale(200), 100}; }
-  std::string repository() const { return workspace / "repository"; }
-  fs::path directoryOf(const Tree& tree) const { return workspace / "project" / tree.name; }
-};
-
-// Does its work once and returns what that took, in seconds or bytes.
+// Does its work once and returns the milliseconds that it took.
 using Side = std::function<double()>;
 
-// What the two sides took, the two runs of a pair at the same index.
-struct Comparison {
-  std::vector<double> provider;
-  std::vector<double> reference;
-};
+using Arguments = std::vector<std::string>;
 
-// `settle` is not timed: it checks the result and readies the next run.
-Side timed(
-    const std::function<void()>& work, const std::function<void()>& settle = [] {}) {
-  return [=] {
-    malloc_trim(0);  // neither side is to profit from memory that the other has left
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-    settle();
-    return seconds.count();
-  };
+void demand(bool condition, const std::string& otherwise) {
+  if (!condition) throw std::runtime_error(otherwise);
 }
 
-// Runs the two sides in turn, changing the order with every pair, after one pair that does not
-// count. The result is for one of `parts` equal parts of each run.
-Comparison compare(const Bench& bench, const Side& provider, const Side& reference,
-                   std::size_t parts = 1) {
-  const auto divisor = static_cast<double>(parts);
-  provider();
-  reference();
-  Comparison comparison;
-  for (int pair = 0; pair < bench.pairs; ++pair) {
-    const bool isProviderFirst = pair % 2 == 0;
-    if (isProviderFirst) comparison.provider.push_back(provider() / divisor);
-    comparison.reference.push_back(reference() / divisor);
-    if (!isProviderFirst) comparison.provider.push_back(provider() / divisor);
+double measure(const std::function<void()>& work) {
+  malloc_trim(0);  // neither side is to profit from memory that the other has left
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+      .count();
+}
+
+void runShell(const std::string& commands) {
+  const std::string script = "set -e; exec >/dev/null 2>&1; " + commands;
+  demand(std::system(script.c_str()) == 0, "failed: " + commands);
+}
+
+// posix_spawn, read the standard output to the end, wait: the least that a program costs.
+void runProgram(Arguments arguments, const std::string& directory) {
+  std::vector<char*> pointers;
+  for (auto& argument : arguments) pointers.push_back(argument.data());
+  pointers.push_back(nullptr);
+  int ends[2];
+  demand(pipe2(ends, O_CLOEXEC) == 0, "no pipe could be made");
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addchdir_np(&actions, directory.c_str());
+  posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  pid_t child = -1;
+  const int error = posix_spawnp(&child, pointers[0], &actions, nullptr, pointers.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(ends[1]);
+  char buffer[1 << 16];
+  while (read(ends[0], buffer, sizeof buffer) > 0) continue;
+  close(ends[0]);
+  int status = -1;
+  const bool succeeded = error == 0 && waitpid(child, &status, 0) == child && status == 0;
+  demand(succeeded, arguments.front() + " failed in " + directory);
+}
+
+// popen, getline, pclose: the least that lines cost, in a form that a program can work with.
+std::vector<std::string> collectLines(const Arguments& arguments) {
+  std::string command;
+  for (const auto& argument : arguments) command += '\'' + argument + "' ";
+  FILE* stream = popen(command.c_str(), "r");
+  demand(stream != nullptr, arguments.front() + " could not be started");
+  std::vector<std::string> lines;
+  char* line = nullptr;
+  std::size_t capacity = 0;
+  for (ssize_t length; (length = getline(&line, &capacity, stream)) > 0;) {
+    lines.emplace_back(line, static_cast<std::size_t>(length) - 1);
   }
-  return comparison;
+  std::free(line);
+  demand(pclose(stream) == 0, arguments.front() + " failed");
+  return lines;
 }
 
-// Names the file that the child writes to its standard output; nothing for none.
-void letChildWrite(const fs::path& file) {
-  demand(setenv("BENCH_OUTPUT", file.c_str(), 1) == 0, "the environment is full");
+std::string nameFile(std::size_t index) {
+  return "sourceFile" + std::to_string(100000 + index) + ".cpp";
 }
 
-Arguments childArguments(const Bench& bench) {
-  return {bench.child, "-d", "/repo", "status", "-l"};
-}
-
-void settleLines(std::vector<std::string>& lines, std::size_t count) {
-  demand(lines.size() == count, "lines were lost");
-  std::vector<std::string>().swap(lines);
-}
-
-// A provider that is tied to a working copy and has its client.
-class TiedProvider {
+// A directory of a working copy, with its client, and a provider that is tied to it. Its member
+// functions make the sides of the rows that compare within this process.
+class Directory {
  public:
-  TiedProvider(const std::string& client, const std::string& repository,
-               const fs::path& directory) {
+  Directory(const std::string& path, std::size_t files, const std::string& client,
+            const std::string& repository)
+      : path_(path), files_(files), arguments_{client, "-d", repository, "status", "-l"} {
     provider_.setOption("Environment/Source Code Control/CVSExecutable", client.c_str());
     provider_.setOption("Environment/Source Code Control/CVSRoot", repository.c_str());
-    demand(provider_.setRoots(directory.c_str()), directory.string() + " is no working copy");
+    demand(provider_.setRoots(path.c_str()), path + " is not a working copy");
   }
 
-  CVSInterface* operator->() { return &provider_; }
+  Side readStatus() {
+    return [this] {
+      const double time = measure([this] { ask(0); });
+      ask(files_ - 1);  // it is known only if all of the output was read
+      provider_.refresh();
+      return time;
+    };
+  }
 
-  // Asks for the status of a file, which has to have one. Returns whether it is modified.
-  bool ask(const std::string& path) {
-    bool controlled = false, edited = false, modified = false, outOfDate = false;
-    const char *text = nullptr, *workingRevision = nullptr, *repositoryRevision = nullptr;
-    const bool known = provider_.status(path.c_str(), controlled, edited, modified, outOfDate, text,
-                                        workingRevision, repositoryRevision);
-    if (!known) demand(false, path + " has no status");  // a text that is not to be measured
-    return modified;
+  Side save(int times) {
+    ask(0);  // the client runs only for a file of a directory that was read
+    return [this, times] {
+      const double time = measure([this, times] {
+        for (int i = 0; i < times; ++i) provider_.saved(nameFile(0).c_str());
+      });
+      demand(*provider_.getLastErrorCommand() == '\0', "saved failed");
+      return time;
+    };
+  }
+
+  Side runClient(int times) const {
+    return [this, times] {
+      return measure([this, times] {
+        for (int i = 0; i < times; ++i) runProgram(arguments_, path_);
+      });
+    };
+  }
+
+  Side collect() const {
+    return [this] {
+      std::vector<std::string> lines;
+      const double time = measure([&] { lines = collectLines(arguments_); });
+      demand(lines.size() == 10 * files_, "lines were lost");
+      return time;
+    };
   }
 
  private:
+  void ask(std::size_t file) {
+    bool controlled = false, edited = false, modified = false, outOfDate = false;
+    const char *text = nullptr, *workingRevision = nullptr, *repositoryRevision = nullptr;
+    const bool isKnown = provider_.status(nameFile(file).c_str(), controlled, edited, modified,
+                                          outOfDate, text, workingRevision, repositoryRevision);
+    demand(isKnown, "a file has no status");
+  }
+
+  const std::string path_;
+  const std::size_t files_;
+  const Arguments arguments_;
   CVSInterface provider_;
 };
 
-// A directory whose status the child tells, and a provider tied to it.
-struct MadeUpDirectory {
-  MadeUpDirectory(const Bench& bench, std::size_t files)
-      : names(fileNames(files)),
-        output(bench.workspace / ("status" + std::to_string(files))),
-        provider(bench.child, "/repo", makeCopy(bench)) {
-    writeFile(output, makeStatus(names));
-    letChildWrite(output);
+// A directory whose status the child tells: ten lines for each file, one file in ten modified.
+Directory makeUpDirectory(std::size_t files) {
+  const fs::path directory = fs::absolute("madeUp");
+  const fs::path status = fs::absolute("status" + std::to_string(files));
+  fs::create_directories(directory / "CVS");
+  std::ofstream(directory / "CVS/Repository") << "project\n";
+  std::ofstream out(status);
+  for (std::size_t i = 0; i < files; ++i) {
+    out << std::string(67, '=') << "\nFile: " << nameFile(i)
+        << "\tStatus: " << (i % 10 == 7 ? "Locally Modified" : "Up-to-date")
+        << "\n\n   Working revision:\t1.4\t2003-03-03 10:00:00 +0000\n"
+           "   Repository revision:\t1.4\t/repo/project/"
+        << nameFile(i)
+        << ",v\n   Commit Identifier:\t1006B0350900A1522F2\n   Sticky Tag:\t\t(none)\n"
+           "   Sticky Date:\t\t(none)\n   Sticky Options:\t(none)\n\n";
   }
+  demand(out.flush().good(), status.string() + " could not be written");
+  return Directory(directory, files, "benchChild", status);
+}
 
-  static fs::path makeCopy(const Bench& bench) {
-    writeFile(bench.workspace / "madeUp/CVS/Repository", "project\n");
-    return bench.workspace / "madeUp";
+void makeSources(const std::string& tree, std::size_t directories, std::size_t filesInEach) {
+  for (std::size_t i = 0; i < directories; ++i) {
+    const fs::path directory = "sources/" + tree + "/part" + std::to_string(i);
+    fs::create_directories(directory);
+    for (std::size_t file = 0; file < filesInEach; ++file) {
+      std::ofstream(directory / nameFile(file)) << nameFile(file) << '\n';
+    }
   }
-
-  // The first status of the directory; the last name tells whether all of it was read.
-  Side firstStatus() {
-    return timed(
-        [this] {
-          letChildWrite(output);
-          provider.ask(names.front());
-        },
-        [this] {
-          provider.ask(names.back());
-          provider->refresh();
-        });
-  }
-
-  const std::vector<std::string> names;
-  const fs::path output;
-  TiedProvider provider;
-};
-
-Comparison measureCommand(const Bench& bench) {
-  MadeUpDirectory directory(bench, 1);
-  const std::string& name = directory.names.front();
-  directory.provider.ask(name);
-  letChildWrite("");
-  Arguments arguments = childArguments(bench);
-  arguments.push_back(name);
-  const std::string root = directory.provider->getLocalRoot();
-  constexpr std::size_t commands = 20;  // in one run
-  const auto save = [&] {
-    for (std::size_t i = 0; i < commands; ++i) directory.provider->saved(name.c_str());
-  };
-  const auto spawn = [&] {
-    for (std::size_t i = 0; i < commands; ++i) runProgram(arguments, root);
-  };
-  Comparison comparison = compare(bench, timed(save), timed(spawn), commands);
-  demand(*directory.provider->getLastErrorCommand() == '\0', "saved failed");
-  return comparison;
 }
 
-Comparison measureCollecting(const Bench& bench) {
-  const std::size_t count = bench.scale(1000000);
-  MadeUpDirectory directory(bench, 1);
-  std::string text;
-  for (std::size_t i = 0; i < count; ++i) text += std::string(65, '.') + '\n';
-  writeFile(directory.output, text);
-  std::string().swap(text);
-  std::vector<std::string> lines;
-  const auto execute = [&] {
-    const int result = directory.provider->executeCVSCommand("status", {}, {"-l"}, "", {}, lines);
-    demand(result == 0, "collecting failed");
-  };
-  const auto collect = [&] { lines = collectLines(childArguments(bench)); };
-  const auto settle = [&] { settleLines(lines, count); };
-  return compare(bench, timed(execute, settle), timed(collect, settle));
+void expectStatus(const std::string& tree, const std::string& status, std::size_t files) {
+  const std::string command = "scchost -C " + tree + " status | grep -c '^" + status + "'";
+  runShell("test $(" + command + ") -eq " + std::to_string(files));
 }
 
-Comparison measureFirst(const Bench& bench, std::size_t files) {
-  MadeUpDirectory directory(bench, files);
-  std::vector<std::string> lines;
-  const auto collect = [&] { lines = collectLines(childArguments(bench)); };
-  const auto settle = [&] { settleLines(lines, 10 * files); };
-  return compare(bench, directory.firstStatus(), timed(collect, settle));
+// Makes a repository, a working copy of its trees, which becomes the current directory, and a
+// client that first waits for 100 ms. The tree "missing" is "small" without three of the ten files
+// in each directory.
+void makeTrees(std::size_t divisor) {
+  makeSources("flat", 1, 3000 / divisor);
+  makeSources("small", 500 / divisor, 10);
+  makeSources("large", 200 / divisor, 100);
+  runShell(
+      "export CVSROOT=\"$PWD/repository\"; cvs init; cd sources;"
+      "cvs import -m trees project bench start; cd ..; cvs checkout project");
+  fs::current_path("project");
+  runShell(
+      "cp -a small missing; rm missing/part*/*[258].cpp;"
+      "printf '#!/bin/sh\nsleep 0.1\nexec cvs \"$@\"\n' >slow; chmod +x slow");
+  expectStatus("large", "Up-to-date", 200 / divisor * 100);
+  expectStatus("missing", "missing", 500 / divisor * 3);
 }
 
-Comparison measureGrowth(const Bench& bench) {
-  MadeUpDirectory many(bench, bench.scale(100000)), few(bench, bench.scale(10000));
-  return compare(bench, many.firstStatus(), few.firstStatus());
-}
-
-Comparison measureCached(const Bench& bench, std::size_t files) {
-  MadeUpDirectory directory(bench, files);
-  fs::create_directories(bench.workspace / "madeUp/src/main");
-  std::vector<std::string> keys = directory.names, paths;
-  std::shuffle(keys.begin(), keys.end(), std::mt19937());
-  std::map<std::string, CVSFileStatus> records;
-  for (const auto& name : directory.names) {
-    records.emplace_hint(records.end(), name,
-                         *directory.provider->getFileStatus("src/main/" + name));
-  }
-  for (const auto& key : keys) paths.push_back("src/main/" + key);
-  const std::size_t rounds = 1 + bench.scale(200000) / files;
-  std::size_t asked = 0, found = 0;  // from every answer, so that no question can be left out
-  const auto askAll = [&] {
-    for (std::size_t round = 0; round < rounds; ++round) {
-      for (const auto& path : paths) asked += directory.provider.ask(path);
-    }
-  };
-  const auto findAll = [&] {
-    for (std::size_t round = 0; round < rounds; ++round) {
-      for (const auto& key : keys) found += records.find(key)->second.modified;
-    }
-  };
-  Comparison comparison = compare(bench, timed(askAll), timed(findAll), rounds * files);
-  demand(asked == found, "the cache and the map disagree");
-  return comparison;
-}
-
-Comparison measureClient(const Bench& bench) {
-  const fs::path directory = bench.directoryOf(bench.flat()) / "part0";
-  TiedProvider provider("cvs", bench.repository(), directory);
-  const std::string name = fileNames(bench.flat().filesInEach).front();
-  const Arguments client = {"cvs", "-d", bench.repository(), "status", "-l"};
-  return compare(bench, timed([&] { provider.ask(name); }, [&] { provider->refresh(); }),
-                 timed([&] { runProgram(client, directory); }));
-}
-
-Arguments hostArguments(const Bench& bench, const Tree& tree, const Arguments& more) {
-  Arguments arguments = {bench.scchost, "-C", bench.directoryOf(tree), "status"};
-  arguments.insert(arguments.end(), more.begin(), more.end());
-  return arguments;
-}
-
-Side host(const Bench& bench, const Tree& tree, const Arguments& more = {}) {
-  const Arguments arguments = hostArguments(bench, tree, more);
-  return timed([=, &bench] { runProgram(arguments, bench.workspace); });
-}
-
-// The client in each of the small directories.
-Side clients(const Bench& bench) {
-  return timed([&bench] {
-    const Tree tree = bench.small();
-    for (std::size_t i = 0; i < tree.directories; ++i) {
-      runProgram({"cvs", "-d", bench.repository(), "status", "-l"},
-                 bench.directoryOf(tree) / ("part" + std::to_string(i)));
-    }
-  });
-}
-
-// One run of the client, through all directories of a tree.
-Side recursiveClient(const Bench& bench, const Tree& tree) {
-  return timed([=, &bench] { runProgram({"cvs", "-q", "status"}, bench.directoryOf(tree)); });
-}
-
-Comparison measureSlowClient(const Bench& bench) {
-  const fs::path client = bench.workspace / "slow-cvs";
-  writeFile(client, "#!/bin/sh\nsleep 0.1\nexec cvs \"$@\"\n");
-  fs::permissions(client, fs::perms::owner_all);
-  const auto side = [&](const char* jobs) {
-    Arguments more = {"--client", client, "-j", jobs};
-    for (std::size_t i = 0; i < bench.scale(200); ++i) {
-      more.push_back(bench.directoryOf(bench.small()) / ("part" + std::to_string(i)));
-    }
-    return host(bench, bench.small(), more);
-  };
-  return compare(bench, side("16"), side("1"));
-}
-
-Comparison measureHostMemory(const Bench& bench) {
-  const auto side = [&](const char* jobs) -> Side {
-    return [&bench, jobs] {
-      // The system counts what this process has used among what its child uses: forget the peak.
-      malloc_trim(0);
-      demand(std::ofstream("/proc/self/clear_refs").put('5').flush().good(), "it is remembered");
-      return runProgram(hostArguments(bench, bench.large(), {"-j", jobs}), bench.workspace);
-    };
-  };
-  return compare(bench, side("16"), side("1"));
+Side timeShell(const std::string& commands) {
+  return [commands] { return measure([&] { runShell(commands); }); };
 }
 
 struct Row {
   const char* name;
-  double unit;    // in seconds or bytes
-  double target;  // the most that the median of the ratios may be; 0 for none
   int pairs;
-  bool needsClient;
-  Comparison (*measure)(const Bench& bench);
+  double target;  // the most that the median of the ratios may be
+  Side provider;
+  Side reference;
 };
 
-constexpr double ns = 1e-9, us = 1e-6, ms = 1e-3, megabytes = 1e6;
-
-// docs/measurements.md tells what the two sides of each row are.
-constexpr Row rows[] = {
-    {"one command, us", us, 1.05, 100, false, measureCommand},
-    {"collecting, ms", ms, 1, 15, false, measureCollecting},
-    {"first status, ms", ms, 1.1, 15, false,
-     [](const Bench& b) { return measureFirst(b, b.scale(100000)); }},
-    {"growth, ms", ms, 11, 15, false, measureGrowth},
-    {"cached status, ns", ns, 1.3, 15, false,
-     [](const Bench& b) { return measureCached(b, b.scale(100000)); }},
-    {"real client, ms", ms, 1.05, 15, true, measureClient},
-    {"tree, one job, ms", ms, 1.05, 5, true,
-     [](const Bench& b) {
-       return compare(b, host(b, b.small(), {"-j", "1"}), clients(b));
-     }},
-    {"tree, jobs, ms", ms, 0.65, 5, true,
-     [](const Bench& b) { return compare(b, host(b, b.small()), clients(b)); }},
-    {"small, recursive, ms", ms, 0, 5, true,
-     [](const Bench& b) { return compare(b, host(b, b.small()), recursiveClient(b, b.small())); }},
-    {"large, recursive, ms", ms, 1.2, 5, true,
-     [](const Bench& b) { return compare(b, host(b, b.large()), recursiveClient(b, b.large())); }},
-    {"slow client, ms", ms, 1.0 / 12, 2, true, measureSlowClient},
-    {"memory, MB", megabytes, 2, 5, true, measureHostMemory},
+struct Comparison {
+  std::vector<double> provider, reference, ratios;  // one of each for a pair
 };
 
-struct Summary {
-  double minimum, median, maximum;
-};
+// Runs the two sides in turn, changing the order with every pair, after one pair that does not
+// count.
+Comparison compare(const Side& provider, const Side& reference, int pairs) {
+  provider();
+  reference();
+  Comparison comparison;
+  for (int pair = 0; pair < pairs; ++pair) {
+    const bool isProviderFirst = pair % 2 == 0;
+    const double first = isProviderFirst ? provider() : reference();
+    const double second = isProviderFirst ? reference() : provider();
+    comparison.provider.push_back(isProviderFirst ? first : second);
+    comparison.reference.push_back(isProviderFirst ? second : first);
+    comparison.ratios.push_back(comparison.provider.back() / comparison.reference.back());
+  }
+  return comparison;
+}
 
-Summary summarise(std::vector<double> values) {
+// Prints minimum, median and maximum of an odd number of values, and returns the median.
+double print(std::vector<double> values, int width, int decimals) {
   std::sort(values.begin(), values.end());
-  const std::size_t upper = values.size() / 2, lower = (values.size() - 1) / 2;
-  return {values.front(), (values[lower] + values[upper]) / 2, values.back()};
+  const double median = values[values.size() / 2];
+  for (double value : {values.front(), median, values.back()}) {
+    std::printf("%*.*f", width, decimals, value);
+  }
+  return median;
 }
 
-void printHeading(const Bench& bench) {
-  std::printf("g++ " __VERSION__ ", optimised, %zu-bit; %u cores\n", 8 * sizeof(void*),
-              std::thread::hardware_concurrency());
-  if (bench.quick) std::printf("A quick run, on a hundredth of that: its numbers mean nothing.\n");
-  std::printf("\n%24s%21s%21s%21s\n%-24s", "", "provider", "reference", "ratio in a pair", "");
-  for (int group = 0; group < 3; ++group) std::printf("%7s%7s%7s", "min", "median", "max");
-  std::printf("  target\n");
-}
-
-void printSummary(const Summary& summary, double unit) {
-  for (double value : {summary.minimum, summary.median, summary.maximum}) {
-    const double scaled = value / unit;
-    std::printf("%7.*f", scaled < 10 ? 3 : scaled < 100 ? 2 : scaled < 1000 ? 1 : 0, scaled);
+// Prints the times of row 2 over the number of files.
+void printCurve(std::size_t most) {
+  std::puts("# files; milliseconds of provider and reference: minimum, median, maximum");
+  for (std::size_t divisor : {100, 50, 20, 10, 5, 2, 1}) {
+    Directory directory = makeUpDirectory(most / divisor);
+    const Comparison comparison = compare(directory.readStatus(), directory.collect(), 9);
+    std::printf("%6zu", most / divisor);
+    print(comparison.provider, 8, 2);
+    print(comparison.reference, 8, 2);
+    std::puts("");
   }
 }
 
-void printRow(const Row& row, const Comparison& comparison, bool judge) {
-  std::vector<double> ratios;
-  std::transform(comparison.provider.begin(), comparison.provider.end(),
-                 comparison.reference.begin(), std::back_inserter(ratios), std::divides<>());
-  const Summary ratio = summarise(ratios);
-  printSummary(summarise(comparison.provider), row.unit);
-  printSummary(summarise(comparison.reference), row.unit);
-  printSummary(ratio, 1);
-  if (row.target > 0) std::printf("%7.3g", row.target);
-  if (row.target > 0 && judge) std::printf(ratio.median <= row.target ? " met" : " missed");
-  std::printf("\n");
-}
-
-// Makes what the rows with the real client need. Returns what stands in the way, or nothing.
-std::string makeTrees(Bench& bench) {
-  if (std::system("command -v cvs >/dev/null") != 0) return "there is no cvs";
-  if (!fs::exists(bench.scchost)) return "there is no " + bench.scchost;
-  if (bench.hasTrees) return "";
-  const Tree large = bench.large();
-  checkOutTrees(bench.workspace, bench.repository(), {bench.flat(), bench.small(), large});
-  demand(
-      collectLines(hostArguments(bench, large, {})).size() == large.directories * large.filesInEach,
-      "scchost does not report every file");
-  bench.hasTrees = true;
-  return "";
-}
-
-void measureRow(Bench& bench, std::size_t number) {
-  const Row& row = rows[number - 1];
-  std::printf("%2zu %-21s", number, row.name);
+void printRow(const Row& row, bool isQuick) {
+  std::printf("%-13s%4d", row.name, row.pairs);
   std::fflush(stdout);
-  const std::string obstacle = row.needsClient ? makeTrees(bench) : "";
-  if (obstacle.empty()) {
-    bench.pairs = bench.quick ? 2 : row.pairs;
-    printRow(row, row.measure(bench), !bench.quick);
-  } else {
-    std::printf(" SKIPPED: %s\n", obstacle.c_str());
-  }
+  const Comparison comparison = compare(row.provider, row.reference, isQuick ? 1 : row.pairs);
+  print(comparison.provider, 8, 1);
+  print(comparison.reference, 8, 1);
+  const bool isMet = print(comparison.ratios, 7, 3) <= row.target;
+  std::printf("%8.3g%s\n", row.target, isQuick ? "" : isMet ? " yes" : " no");
 }
 
-// Writes rows 3 and 5 over the number of files.
-void writeCurves(Bench& bench) {
-  bench.pairs = 9;
-  std::ofstream csv(bench.csv);
-  csv << "row,files,provider min,median,max,reference min,median,max (seconds)\n";
-  const auto write = [&](const char* row, std::size_t files, const Comparison& comparison) {
-    csv << row << ',' << files;
-    for (const auto& values : {comparison.provider, comparison.reference}) {
-      const Summary summary = summarise(values);
-      csv << ',' << summary.minimum << ',' << summary.median << ',' << summary.maximum;
-    }
-    csv << '\n';
+// Prints the rows whose numbers are wanted, or all, of workloads that are divided.
+void printRows(const std::set<std::string>& wanted, std::size_t divisor) {
+  Directory one = makeUpDirectory(1), few = makeUpDirectory(10000 / divisor),
+            many = makeUpDirectory(100000 / divisor);
+  makeTrees(divisor);
+  Directory flat(fs::absolute("flat/part0"), 3000 / divisor, "cvs", fs::absolute("../repository"));
+  const Row rows[] = {
+      {"20 commands", 101, 1.05, one.save(20), one.runClient(20)},
+      {"first status", 15, 1.5, many.readStatus(), many.collect()},
+      {"growth", 15, 11, many.readStatus(), few.readStatus()},
+      {"real client", 15, 1.05, flat.readStatus(), flat.runClient(1)},
+      {"tree", 7, 0.65, timeShell("scchost -C small status"),
+       timeShell("for d in small/part*; do cd $d; cvs status -l; cd ../..; done")},
+      {"large tree", 7, 1.2, timeShell("scchost -C large status"),
+       timeShell("cd large; cvs -q status")},
+      {"slow client", 3, 1.0 / 12,
+       timeShell("cd small; scchost --client ../slow -j 16 status part1*"),
+       timeShell("cd small; scchost --client ../slow -j 1 status part1*")},
+      {"missing files", 7, 1.5, timeShell("scchost -C missing status"),
+       timeShell("scchost -C small status")},
   };
-  for (unsigned divisor : {100U, 50U, 20U, 10U, 5U, 2U, 1U}) {
-    const std::size_t files = bench.scale(100000) / divisor;
-    write("first status", files, measureFirst(bench, files));
-    write("cached status", files, measureCached(bench, files));
+  std::printf("g++ %s, optimised, %zu-bit; %u cores%s\n\n", __VERSION__, 8 * sizeof(void*),
+              std::thread::hardware_concurrency(),
+              divisor > 1 ? "; a quick run, whose numbers mean nothing" : "");
+  std::puts(
+      "                          provider, ms           reference, ms     ratio in a pair\n"
+      "              pairs     min  median     max     min  median     max"
+      "    min median    max  target met");
+  int number = 0;
+  for (const Row& row : rows) {
+    ++number;
+    if (!wanted.empty() && wanted.count(std::to_string(number)) == 0) continue;
+    std::printf("%d ", number);
+    printRow(row, divisor > 1);
   }
-  demand(csv.flush().good(), bench.csv + " could not be written");
 }
 
-void run(Bench& bench) {
-  setenv("HOME", bench.workspace.c_str(), 1);  // without the user's defaults for the client
-  unsetenv("CVS_GNU_CLIENT");
-  printHeading(bench);
-  const auto& wanted = bench.rows;
-  for (std::size_t row = 1; row <= std::size(rows); ++row) {
-    const bool chosen = std::find(wanted.begin(), wanted.end(), row) != wanted.end();
-    if (wanted.empty() || chosen) measureRow(bench, row);
+// A temporary directory, the current one as long as it lives.
+struct Workspace {
+  Workspace() {
+    demand(mkdtemp(path.data()) != nullptr, "no directory could be made like " + path);
+    fs::current_path(path);
   }
-  if (!bench.csv.empty()) writeCurves(bench);
-}
-
-constexpr argp_option options[] = {
-    {"quick", 'q', nullptr, 0, "Tiny workloads, to see that everything works", 0},
-    {"row", 'r', "ROW", 0, "Measure only this row; can be repeated", 0},
-    {"csv", 'c', "FILE", 0, "Then measure rows 3 and 5 over the number of files", 0},
-    {}};
-
-error_t readOption(int key, char* value, argp_state* state) {
-  Bench& bench = *static_cast<Bench*>(state->input);
-  const std::size_t number = value == nullptr ? 0 : std::strtoul(value, nullptr, 10);
-  if (key == 'q') {
-    bench.quick = true;
-  } else if (key == 'r' && number > 0 && number <= std::size(rows)) {
-    bench.rows.push_back(number);
-  } else if (key == 'c') {
-    bench.csv = value;
-  } else if (value != nullptr) {
-    argp_error(state, "%s is out of place", value);
-  } else {
-    return ARGP_ERR_UNKNOWN;
+  ~Workspace() {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
   }
-  return 0;
-}
+  Workspace(const Workspace&) = delete;
+  Workspace& operator=(const Workspace&) = delete;
+
+  std::string path = fs::temp_directory_path() / "benchXXXXXX";
+};
 
 }  // namespace
 
 int main(int argc, char** argv) try {
+  constexpr int skipped = 77;
 #if !defined(__OPTIMIZE__) || !defined(NDEBUG) || defined(__SANITIZE_ADDRESS__)
-  std::cerr << "bench: built without optimisation or with a sanitizer, it would measure that\n";
-  return 2;
+  std::cout << "SKIPPED: built without optimisation or with a sanitizer\n";
+  return skipped;
 #endif
-  argp_err_exit_status = 2;
-  const argp parser = {
-      options, readOption, nullptr, "Measures the provider against the system's own means.",
-      nullptr, nullptr,    nullptr};
-  Bench bench;
-  argp_parse(&parser, argc, argv, 0, nullptr, &bench);
-
-  std::string workspace = fs::temp_directory_path() / "benchXXXXXX";
-  demand(mkdtemp(workspace.data()) != nullptr, "no directory could be made like " + workspace);
-  bench.workspace = workspace;
-  const auto remove = [](const std::string* path) {
-    std::error_code ignored;
-    fs::remove_all(*path, ignored);
+  std::set<std::string> wanted(argv + 1, argv + argc);
+  const std::size_t divisor = wanted.erase("--quick") > 0 ? 100 : 1;
+  const bool isCurve = wanted.erase("--curve") > 0;
+  const auto isRow = [](const std::string& word) {
+    return word.size() == 1 && word >= "1" && word <= "8";
   };
-  const std::unique_ptr<const std::string, decltype(remove)> removing(&workspace, remove);
-  run(bench);
+  if (!std::all_of(wanted.begin(), wanted.end(), isRow)) {
+    std::cerr << "usage: bench [--quick] [--curve | ROW...]\n";
+    return wanted.count("--help") > 0 ? 0 : 2;
+  }
+  if (std::system("command -v cvs >/dev/null") != 0) {
+    std::cout << "SKIPPED: there is no cvs\n";
+    return skipped;
+  }
+  const fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
+  const char* path = std::getenv("PATH");
+  setenv("PATH", (programs.string() + ':' + (path == nullptr ? "" : path)).c_str(), 1);
+  const Workspace workspace;
+  setenv("HOME", workspace.path.c_str(), 1);  // without the user's defaults for the client
+  for (const char* name : {"CVSROOT", "CVS_GNU_CLIENT"}) unsetenv(name);
+  if (isCurve) {
+    printCurve(100000 / divisor);
+  } else {
+    printRows(wanted, divisor);
+  }
   return 0;
 } catch (const std::exception& error) {
   std::cerr << "\nbench: " << error.what() << '\n';

@@ -71,7 +71,7 @@ static int run(Provider* provider, const char* repository, const char* workingCo
   does->setOption(provider, "Environment/Source Code Control/CVSRoot", repository);
   does->setOption(provider, "Environment/Source Code Control/CVSEditSupported", "Yes");
   if (!does->setRoots(provider, workingCopy)) {
-    fprintf(stderr, "%s is no working copy\n", workingCopy);
+    fprintf(stderr, "%s is not a working copy\n", workingCopy);
     return 1;
   }
   if (!printStatus(provider, file)) return fail(provider, "status");

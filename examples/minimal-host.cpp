@@ -11,8 +11,8 @@ namespace {
 
 using Provider = SourceCodeControlSystemProviderInterface;
 
-// Only a client that ran sets the last error: a refused argument does not set it, and nothing
-// clears it.
+// The last error is that of the last client that failed, could not be started or wrote to its
+// standard error. A call that fails before it comes to a client leaves it alone; nothing clears it.
 int fail(Provider& provider, const char* operation) {
   std::fprintf(stderr, "%s failed; the last words of the client, in \"%s\": %s\n", operation,
                provider.getLastErrorCommand(), provider.getLastError());
@@ -37,7 +37,7 @@ int run(Provider& provider, const char* repository, const char* workingCopy, con
   provider.setOption("Environment/Source Code Control/CVSRoot", repository);
   provider.setOption("Environment/Source Code Control/CVSEditSupported", "Yes");
   if (!provider.setRoots(workingCopy)) {
-    std::fprintf(stderr, "%s is no working copy\n", workingCopy);  // no client ran
+    std::fprintf(stderr, "%s is not a working copy\n", workingCopy);  // no client ran
     return 1;
   }
   if (!printStatus(provider, file)) return fail(provider, "status");

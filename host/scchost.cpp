@@ -53,31 +53,33 @@ fs::path besideProgram(const std::string& name) {
   return fs::path(resolve("/proc/self/exe").value_or("")).parent_path() / name;
 }
 
-// The provider's library: the one the user has named, else the one beside this program, else the
-// installed one.
+// A file, not a name for the loader to look up.
 std::string findLibrary(const CommandLine& line) {
-  // A file, not a name for the loader to look up.
   if (!line.library.empty()) return fs::absolute(line.library);
   const fs::path beside = besideProgram(SCCHOST_LIBRARY_NAME);
-  return kindOf(beside) != FileKind::none
-             ? beside
-             : besideProgram(SCCHOST_LIBRARY_DIRECTORY) / SCCHOST_LIBRARY_NAME;
+  if (kindOf(beside) != FileKind::none) return beside;
+  return besideProgram(SCCHOST_LIBRARY_DIRECTORY) / SCCHOST_LIBRARY_NAME;
 }
 
-// Leaves the client's name in the environment, where the adapter looks for it.
+// The client starts in directories of the working copy, so a path has to be absolute.
+std::string findClient(const CommandLine& line) {
+  std::string client = line.client;
+  if (client.empty()) client = fromEnvironment("CVS_GNU_CLIENT", "cvs");
+  return client.find('/') == client.npos ? client : fs::absolute(client).string();
+}
+
 Session configure(const CommandLine& line) {
   const int needs = line.command->needs;
-  std::string client = line.client, root = line.root;
-  if (client.empty()) client = fromEnvironment("CVS_GNU_CLIENT", "cvs");
-  if (root.empty()) root = readRecordedRoot(line.directory);
-  if (root.empty()) root = fromEnvironment("CVSROOT");
-  // The client starts in directories of the working copy.
-  if (client.find('/') != client.npos) client = fs::absolute(client);
-  setenv("CVS_GNU_CLIENT", client.c_str(), 1);
+  std::string client = findClient(line), root = line.root;
   // The adapter's shell takes time, so it runs only where its options are needed.
   const fs::path adapted = besideProgram("cvs-gnu");
   const bool isAdapted = (needs & adapter) != 0 && line.client.empty();
-  if (isAdapted && kindOf(adapted) == FileKind::regular) client = adapted;
+  if (isAdapted && kindOf(adapted) == FileKind::regular) {
+    setenv("CVS_GNU_CLIENT", client.c_str(), 1);
+    client = adapted;
+  }
+  if (root.empty()) root = readRecordedRoot(line.directory);
+  if (root.empty()) root = fromEnvironment("CVSROOT");
   // An ssh server turns away more than ten newcomers at a time.
   const unsigned jobs = std::clamp(std::thread::hardware_concurrency(), 4u, 8u);
   return {line.directory,
@@ -142,10 +144,11 @@ int runCommand(const CommandLine& line, std::FILE* input) {
   const std::string obstacle = findObstacle(job, needsFiles);
   if (!obstacle.empty()) return giveUp(obstacle);
   const int status = line.command->run(job);
-  constexpr char findClient[] = "command -v -- \"$CVS_GNU_CLIENT\" >/dev/null";
-  if (status == exitSuccess || std::system(findClient) == 0) return status;
-  return giveUp("there is no program " + fromEnvironment("CVS_GNU_CLIENT") +
-                "; install it, or name another client with --client");
+  const std::string client = findClient(line);
+  setenv("CVS_GNU_CLIENT", client.c_str(), 1);
+  constexpr char look[] = "command -v -- \"$CVS_GNU_CLIENT\" >/dev/null";
+  if (status == exitSuccess || std::system(look) == 0) return status;
+  return giveUp("there is no program " + client + "; install it, or name another with --client");
 }
 
 }  // namespace

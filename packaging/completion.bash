@@ -1,50 +1,58 @@
-# Completion of scchost for bash.
+# Completion of scchost for bash, from what "scchost --help" lists.
 # shellcheck shell=bash
 
 _scchost() {
-  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command='' i
-  local commands='status diff add commit update revert cat edit unedit ls mkdir checkout login logout run'
-  local options='--client --directory --edit --help --library --root --usage --version'
-  COMPREPLY=()
+  local word=$2 command='' commands='' directory=. value='' line name i
+  local option='^ +(-(.), )?(--[a-z]+)(=([A-Z]+))? +(([a-z ]+): )?'
+  local -A values=() takers=()
+  while IFS= read -r line; do
+    if [[ $line =~ $option ]]; then
+      values[${BASH_REMATCH[3]}]=${BASH_REMATCH[5]}
+      values[-${BASH_REMATCH[2]:--}]=${BASH_REMATCH[5]}
+      takers[${BASH_REMATCH[3]}]=" ${BASH_REMATCH[7]} "
+    elif [[ $line =~ ^\ \ ([a-z]+)\  ]]; then
+      commands+=" ${BASH_REMATCH[1]}"
+    fi
+  done < <("$1" --help 2>/dev/null)
+
+  # The shell makes three words of --directory=x.
   for ((i = 1; i < COMP_CWORD; ++i)); do
-    case ${COMP_WORDS[i]} in
-      --client | --directory | --library | --root | -C) ((++i)) ;;
-      -*) ;;
-      *)
-        command=${COMP_WORDS[i]}
-        break
-        ;;
-    esac
+    line=${COMP_WORDS[i]}
+    if [ "$line" = = ]; then
+      :
+    elif [ -n "$value" ]; then
+      [ "$value" != DIR ] || directory=${line/#\~/$HOME}
+      value=''
+    elif [ "${line:0:1}" = - ]; then
+      value=${values[$line]-}
+    elif [ -z "$command" ]; then
+      command=$line
+    fi
   done
+  [ "$word" != = ] || word=''
 
-  case $before in
-    -C | --directory)
-      mapfile -t COMPREPLY < <(compgen -d -- "$word")
-      return
+  local found=()
+  case $value,$command,$word in
+    DIR,*) mapfile -t found < <(compgen -d -- "$word") ;;
+    FILE,* | ,run,[!-]* | ,run,) mapfile -t found < <(compgen -f -- "$word") ;;
+    EXE,*) mapfile -t found < <(compgen -c -- "$word") ;;
+    ?*,*,*) ;;
+    ,*,-*)
+      for name in "${!takers[@]}"; do
+        if [[ $name == "$word"* && (${takers[$name]} == '  ' || ${takers[$name]} == *" $command "*) ]]; then
+          found+=("$name")
+        fi
+      done
       ;;
-    --client)
-      mapfile -t COMPREPLY < <(compgen -c -- "$word")
-      return
-      ;;
-    --root | -j | --jobs | -m | --message | -r | --revision | -u | --user) return ;;
+    ,,*) mapfile -t found < <(compgen -W "$commands" -- "$word") ;;
+    ,ls,* | ,mkdir,*) ;; # of the repository
+    *) mapfile -t found < <(cd "$directory" 2>/dev/null && compgen -f -- "$word") ;;
   esac
-
-  case $command in
-    status) options+=' --changed --jobs --untracked' ;;
-    diff) options+=' --jobs' ;;
-    add) options+=' --message' ;;
-    commit) options+=' --jobs --message' ;;
-    update) options+=' --clean' ;;
-    cat) options+=' --force --output --revision' ;;
-    edit) options+=' --clean' ;;
-    unedit) options+=' --jobs --revert' ;;
-    ls) options+=' --directories' ;;
-    mkdir) options+=' --user' ;;
-  esac
-  case $word in
-    -*) mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word") ;;
-    *) [ -n "$command" ] || mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word") ;;
-  esac
+  COMPREPLY=("${found[@]}")
+  # A path in another working copy is no directory here, so bash does not see that it can go on.
+  if [ ${#found[@]} -eq 1 ] && [ -d "$directory/${found[0]}" ] && [ -n "$command" ]; then
+    COMPREPLY=("${found[0]}/")
+    compopt -o nospace 2>/dev/null
+  fi
 }
-# Where it offers nothing, bash completes file names.
-complete -o bashdefault -o default -F _scchost scchost
+complete -o filenames -F _scchost scchost

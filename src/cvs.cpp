@@ -2,15 +2,15 @@
 
 #include <utility>
 
-std::optional<std::string> copyOf(const char* argument) {
+std::optional<std::string> copyArgument(const char* argument) {
   return argument == nullptr ? std::nullopt : std::optional<std::string>(argument);
 }
 
 CVSInterface::~CVSInterface() = default;
 
 bool CVSInterface::setOption(const char* key, const char* value) {
-  const auto name = copyOf(key);
-  std::string text = copyOf(value).value_or("");
+  const auto name = copyArgument(key);
+  std::string text = copyArgument(value).value_or("");
   if (name == "Environment/Source Code Control/CVSExecutable") {
     cvsExecutable = std::move(text);
   } else if (name == "Environment/Source Code Control/CVSRoot") {

@@ -35,7 +35,7 @@ void splitString(const char* text, const char* delimiters, std::vector<std::stri
 
 // Copies a string that the host passes; a null pointer gives nothing. Every operation copies its
 // strings before it does anything else: the operation may change one that is the provider's own.
-std::optional<std::string> copyOf(const char* argument);
+std::optional<std::string> copyArgument(const char* argument);
 
 // Whether the administrative file of a working-copy directory can be read.
 bool isWorkingCopy(const std::string& directory);
@@ -88,8 +88,9 @@ class CVSInterface : public SourceCodeControlSystemProviderInterface {
 
   // Runs `cvsExecutable -d cvsRoot globalOptions command commandOptions files` in a directory
   // (empty: the host's current one), each string passed as one argument. Returns the client's exit
-  // status, 0 for success and -1 when it could not be run; `output` receives its standard output
-  // as lines. A failure, or any text on standard error, becomes the last error.
+  // status, 0 for success. From 128 on it comes back less 256; -1 also means that a signal ended
+  // the client, or that it could not be run. `output` receives its standard output as lines. A
+  // failure, or any text on standard error, becomes the last error.
   int executeCVSCommand(const std::string& command, const std::vector<std::string>& globalOptions,
                         const std::vector<std::string>& commandOptions,
                         const std::string& workingDirectory, const std::vector<std::string>& files,

@@ -4,7 +4,7 @@ namespace {
 
 constexpr char noComment[] = "no comment";
 
-std::string messageOf(const std::optional<std::string>& comment) {
+std::string chooseMessage(const std::optional<std::string>& comment) {
   return comment.value_or("").empty() ? noComment : *comment;
 }
 
@@ -22,7 +22,7 @@ bool CVSInterface::joinMulti(const std::string& command, const std::vector<std::
     multiFiles.push_back(file);
     return true;
   }
-  // A login that cut a batch off has left its options: an update drops them, a commit adds to them.
+  // A login inside the batch has left the options: an update drops them, a commit adds to them.
   std::string newCommand = command;
   std::vector<std::string> newOptions;
   if (command != "update") newOptions = multiOptions;
@@ -61,15 +61,15 @@ bool CVSInterface::postMulti() {
 }
 
 bool CVSInterface::checkin(const char* file, const char* comment) {
-  const auto path = copyOf(file), message = copyOf(comment);
+  const auto path = copyArgument(file), message = copyArgument(comment);
   if (!path) return false;
   // An empty comment stays empty in a batch; elsewhere it counts as none.
   if (inMulti) return joinMulti("commit", {"-m", message.value_or(noComment)}, *path);
-  return runOnFile("commit", {"-m", messageOf(message)}, *path) && saved(path->c_str());
+  return runOnFile("commit", {"-m", chooseMessage(message)}, *path) && saved(path->c_str());
 }
 
 bool CVSInterface::addFile(const char* file, const char* comment) {
-  const auto path = copyOf(file), message = copyOf(comment);
+  const auto path = copyArgument(file), message = copyArgument(comment);
   if (!path) return false;
   std::vector<std::string> pieces;
   splitString(path->c_str(), "/", pieces);
@@ -89,13 +89,13 @@ bool CVSInterface::addFile(const char* file, const char* comment) {
   }
   if (executeCVSCommand("add", {}, {}, directory, {name}, output) != 0) return false;
 
-  const std::vector<std::string> options = {"-m", messageOf(message)};
+  const std::vector<std::string> options = {"-m", chooseMessage(message)};
   if (inMulti) return joinMulti("commit", options, *path);
   return runOnFile("commit", options, *path) && saved(path->c_str());
 }
 
 bool CVSInterface::checkout(const char* file, const char*, bool clean) {
-  const auto path = copyOf(file);
+  const auto path = copyArgument(file);
   if (!path) return false;
   const CVSFileStatus* record = getFileStatus(*path);
   if (clean && record != nullptr && record->modified && !runOnFile("update", {"-C"}, *path)) {
@@ -105,7 +105,7 @@ bool CVSInterface::checkout(const char* file, const char*, bool clean) {
 }
 
 bool CVSInterface::undoCheckout(const char* file, bool revert) {
-  const auto path = copyOf(file);
+  const auto path = copyArgument(file);
   if (!path) return false;
   const std::vector<std::string> keep = {"-w", "-y"}, confirm = {"-y"};
   if (!runOnFile("unedit", revert ? confirm : keep, *path)) return false;

@@ -54,7 +54,6 @@ int CVSInterface::executeCVSCommand(const std::string& command,
   Process process;
   const int result =
       runCVSCommand(process, command, globalOptions, commandOptions, workingDirectory, files);
-  output.reserve(process.outputLines.size());
   for (const char* line : process.outputLines) output.emplace_back(line);
   return result;
 }

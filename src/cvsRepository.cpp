@@ -71,7 +71,7 @@ bool isWorkingCopy(const std::string& directory) {
 }
 
 bool CVSInterface::setRoots(const char* local) {
-  auto directory = copyOf(local);
+  auto directory = copyArgument(local);
   if (!directory) return false;
   const File file = openToRead(*directory + administrativeFile);
   if (file == nullptr) return false;
@@ -84,7 +84,7 @@ bool CVSInterface::setRoots(const char* local) {
 }
 
 bool CVSInterface::setRoots(const char* local, const char* remote) {
-  const auto directory = copyOf(local), module = copyOf(remote);
+  const auto directory = copyArgument(local), module = copyArgument(remote);
   if (!directory || !module) return false;
   localRoot = '/' + *directory;
   if (isWorkingCopy(*directory)) return true;
@@ -101,9 +101,9 @@ bool CVSInterface::setRoots(const char* local, const char* remote) {
 }
 
 bool CVSInterface::login(const char* user, const char* pass, const char* root) {
-  std::string newUser = copyOf(user).value_or("");
-  std::string newPassword = copyOf(pass).value_or("");
-  std::string newRoot = copyOf(root).value_or("");
+  std::string newUser = copyArgument(user).value_or("");
+  std::string newPassword = copyArgument(pass).value_or("");
+  std::string newRoot = copyArgument(root).value_or("");
   multiCommand.clear();
   userName = std::move(newUser);
   password = std::move(newPassword);
@@ -123,7 +123,7 @@ bool CVSInterface::logout() {
 }
 
 int CVSInterface::iterateRemoteDirectory(const char* path, bool directories) {
-  const auto directory = copyOf(path);
+  const auto directory = copyArgument(path);
   if (!directory) return 0;
   remoteEntries.clear();
   std::vector<std::string> lines;
@@ -140,7 +140,7 @@ const char* CVSInterface::getRemoteDirectoryEntry() {
 }
 
 bool CVSInterface::getFile(const char* file, bool keepChanges) {
-  const auto path = copyOf(file);
+  const auto path = copyArgument(file);
   if (!path) return false;
   std::vector<std::string> options;
   if (!keepChanges) options.emplace_back("-C");
@@ -149,7 +149,8 @@ bool CVSInterface::getFile(const char* file, bool keepChanges) {
 }
 
 bool CVSInterface::getTo(const char* file, const char* revision, const char* destination) {
-  const auto path = copyOf(file), wanted = copyOf(revision), target = copyOf(destination);
+  const auto path = copyArgument(file), wanted = copyArgument(revision),
+             target = copyArgument(destination);
   if (!path || !wanted || !target) return false;
   std::vector<std::string> lines;
   return executeCVSCommand("update", {}, {"-p", "-r", *wanted}, localRoot, {*path}, lines) == 0 &&
@@ -157,7 +158,7 @@ bool CVSInterface::getTo(const char* file, const char* revision, const char* des
 }
 
 bool CVSInterface::createDirectory(const char* parent, const char* name) {
-  const auto above = copyOf(parent), own = copyOf(name);
+  const auto above = copyArgument(parent), own = copyArgument(name);
   if (!own) return false;
   const std::string path = above ? *above + '/' + *own : *own;
   const TemporaryDirectory empty;

@@ -151,18 +151,20 @@ FileStatusMap* CVSInterface::readDirectory(const std::string& directory) {
     if (runCVSCommand(process, "status", {}, {"-l"}, directory, {}) != 0) return nullptr;
     parseStatusLines(*statusMap, process.outputLines.begin(), process.outputLines.size());
   }
+  FileStatusMap* const cached =
+      statusCache.emplace(directory, std::move(statusMap)).first->second.get();
   std::vector<std::string> lines;
   if (checkOutSupported() && executeCVSCommand("editors", {}, {"-l"}, directory, {}, lines) == 0) {
-    parseEditorsOutput(directory, statusMap.get(), lines);
+    parseEditorsOutput(directory, cached, lines);
   }
-  return statusCache.emplace(directory, std::move(statusMap)).first->second.get();
+  return cached;
 }
 
 bool CVSInterface::status(const char* path, bool& controlled, bool& edited, bool& modified,
                           bool& outOfDate, const char*& statusText, const char*& workingRevision,
                           const char*& repositoryRevision) {
   controlled = false;
-  const auto file = copyOf(path);
+  const auto file = copyArgument(path);
   if (!file) return false;
   if (const CVSFileStatus* record = getFileStatus(*file)) {
     controlled = true;
@@ -192,20 +194,19 @@ bool CVSInterface::status(const char* path, bool& controlled, bool& edited, bool
 }
 
 bool CVSInterface::saved(const char* path) {
-  const auto file = copyOf(path);
+  const auto file = copyArgument(path);
   if (!file) return false;
   std::string fileName;
   const std::string directory = getLocalDirectory(*file, fileName);
   const auto cached = statusCache.find(directory);
   if (cached == statusCache.end()) return true;
-  std::vector<std::string> lines, editors;
+  std::vector<std::string> lines;
   if (executeCVSCommand("status", {}, {"-l"}, directory, {fileName}, lines) != 0) return true;
-  if (checkOutSupported() &&
-      executeCVSCommand("editors", {}, {}, directory, {fileName}, editors) != 0) {
-    editors.clear();
-  }
   parseStatusOutput(cached->second.get(), lines);
-  parseEditorsOutput(directory, cached->second.get(), editors);
+  if (checkOutSupported() &&
+      executeCVSCommand("editors", {}, {}, directory, {fileName}, lines) == 0) {
+    parseEditorsOutput(directory, cached->second.get(), lines);
+  }
   return true;
 }
 

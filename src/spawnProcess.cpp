@@ -2,17 +2,21 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <new>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -107,6 +111,7 @@ std::unique_ptr<char[]> bufferListToStringList(BufferList& chunks, std::list<con
     chunks.clear();
     return nullptr;
   }
+  if (total > std::string().max_size()) throw std::bad_alloc();  // the caller could not copy it
 
   std::unique_ptr<char[]> joined(new char[total + 1]);
   char* end = joined.get();
@@ -154,36 +159,28 @@ void collect(int output, int errors, BufferList& outputChunks, BufferList& error
   readWhatIsReady(errors, errorChunks, pipeReads);
 }
 
-sigset_t allSignals() {
-  sigset_t set;
-  sigfillset(&set);
-  return set;
-}
-
-sigset_t childSignal() {
-  sigset_t set;
-  sigemptyset(&set);
-  sigaddset(&set, SIGCHLD);
-  return set;
-}
-
-// Holds signals of this thread back while it lives.
+// Holds one signal of this thread back while it lives, or all of them.
 class HeldSignals {
  public:
-  explicit HeldSignals(const sigset_t& signals) { pthread_sigmask(SIG_BLOCK, &signals, &before_); }
+  static constexpr int all = 0;
+
+  explicit HeldSignals(int number) {
+    sigset_t signals;
+    sigemptyset(&signals);
+    number == all ? sigfillset(&signals) : sigaddset(&signals, number);
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+  }
   ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
   HeldSignals(const HeldSignals&) = delete;
   HeldSignals& operator=(const HeldSignals&) = delete;
-
-  const sigset_t& before() const { return before_; }
 
  private:
   sigset_t before_;
 };
 
-// Removes the host's signal handlers. Restores SIGCHLD and SIGPIPE, which the host may ignore or
-// block: a shell waits for ever where SIGCHLD is blocked. Blocks the other signals as the host did.
-void restoreSignals(sigset_t mask) {
+// Gives the program what programs expect: no handler of the host's, no signal blocked, and SIGCHLD
+// and SIGPIPE not ignored.
+void restoreSignals() {
   for (int number = 1; number < NSIG; ++number) {
     struct sigaction action;
     if (sigaction(number, nullptr, &action) == -1 || action.sa_handler == SIG_DFL) continue;
@@ -192,39 +189,45 @@ void restoreSignals(sigset_t mask) {
     action.sa_handler = SIG_DFL;
     sigaction(number, &action, nullptr);
   }
-  sigdelset(&mask, SIGCHLD);
-  sigdelset(&mask, SIGPIPE);
-  pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+  sigset_t none;
+  sigemptyset(&none);
+  pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Turns the child into the program. The descriptors are -1 when the child keeps the host's streams.
-// A child that cannot start ends by _exit, which runs no exit handler of the host's and writes none
-// of its buffered text.
-[[noreturn]] void becomeProgram(char* const* arguments, const char* directory, int output,
-                                int errors, const sigset_t& mask) {
-  restoreSignals(mask);
+// What a child is to become. The descriptors are -1 when it keeps the host's streams.
+struct Program {
+  char* const* arguments;
+  const char* directory;  // null or empty for the host's current one
+  int output, errors;
+};
+
+// Turns the child into the program. Returns the exit status of a child that cannot start: it ends
+// without running an exit handler of the host's, and without writing the host's buffered text.
+int becomeProgram(void* start) {
+  const auto& [arguments, directory, output, errors] = *static_cast<Program*>(start);
+  restoreSignals();
   const bool connected =
       output == -1 || (dup2(output, STDOUT_FILENO) != -1 && dup2(errors, STDERR_FILENO) != -1);
   const bool entered = directory == nullptr || *directory == '\0' || chdir(directory) == 0;
   if (connected && entered) execvp(arguments[0], arguments);
-  _exit(failedExitStatus);
+  return failedExitStatus;
 }
 
-// Starts a child that becomes the program. It blocks the signals in `mask`, except SIGCHLD and
-// SIGPIPE. Returns its process id, or -1.
+// Starts a child that becomes the program, which has so many arguments. Returns its process id, or
+// -1.
 //
-// vfork copies nothing, while fork copies the page tables, which takes longer than a command where
-// the host is large. Until the program has started this thread stands still and the child uses its
-// memory. Only async-signal-safe calls are allowed there, and no handler of the host's may run.
-// posix_spawn does the same, but refuses a program without "#!", which execvp gives to the shell.
-pid_t startProgram(char* const* arguments, const char* directory, int output, int errors,
-                   const sigset_t& mask) {
-  const HeldSignals held(allSignals());
-  // NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
-  const pid_t child = vfork();
-  if (child == 0) becomeProgram(arguments, directory, output, errors, mask);
-  return child;
-  // NOLINTEND(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
+// The child uses the memory of the host, as after vfork, and this thread stands still until the
+// program has started: fork would copy the page tables, which takes longer than a command where the
+// host is large. Only async-signal-safe calls are allowed there, and no handler of the host's may
+// run. The stack is the child's own: for a program without "#!", which is the shell's to run,
+// execvp copies all arguments to it. posix_spawn does the same, but refuses such a program.
+pid_t startProgram(Program program, std::size_t count) {
+  constexpr std::size_t forCalls = 64 << 10;
+  using Unit = std::max_align_t;
+  const std::size_t units = (forCalls + count * sizeof(char*)) / sizeof(Unit);
+  const std::unique_ptr<Unit[]> stack(new Unit[units]);
+  const HeldSignals held(HeldSignals::all);
+  return clone(becomeProgram, stack.get() + units, CLONE_VM | CLONE_VFORK | SIGCHLD, &program);
 }
 
 // Owns a child, or none (-1), and reaps it in the destructor at the latest.
@@ -289,7 +292,8 @@ int waitForEnd(Child& child, Descriptor& errors) {
   return child.exitStatus().value_or(failed);
 }
 
-// Looks for the end of a child that nobody waits for. An end by a signal counts as none.
+// Looks for the end of a child that nobody waits for. Returns 0 when it sees none, and also when a
+// signal ended the child.
 int lookForEnd(Child& child) {
   constexpr int checks = 10;
   constexpr int microseconds = 1000;
@@ -310,7 +314,7 @@ int Process::run(std::list<const char*> argv, bool wait, const char* directory, 
                  bool captureOutput, bool captureErrors, bool, bool) {
   if (argv.empty()) return failed;
   // A host that reaps every child on SIGCHLD would take the end of this one away.
-  const HeldSignals held(childSignal());
+  const HeldSignals held(SIGCHLD);
   Child child;  // destroyed after the pipes are closed: the child could block on them
   const bool capturing = captureOutput && captureErrors;
   Pipe output, errors;
@@ -320,10 +324,9 @@ int Process::run(std::list<const char*> argv, bool wait, const char* directory, 
   for (const char* argument : argv) arguments.push_back(const_cast<char*>(argument));
   arguments.push_back(nullptr);
 
-  if (!child.adopt(startProgram(arguments.data(), directory, output.writeEnd.get(),
-                                errors.writeEnd.get(), held.before()))) {
-    return failed;
-  }
+  const Program program = {arguments.data(), directory, output.writeEnd.get(),
+                           errors.writeEnd.get()};
+  if (!child.adopt(startProgram(program, arguments.size()))) return failed;
   if (capturing) {
     output.writeEnd.close();
     errors.writeEnd.close();

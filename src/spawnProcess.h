@@ -17,7 +17,7 @@ class Process {
 
   // Runs the program argv.front(), looked up through the search path when it holds no "/", with
   // the arguments that follow, each passed unchanged. Called once per object. The child shares the
-  // host's standard input, environment and other inheritable descriptors.
+  // host's standard input, environment and other inheritable descriptors, and blocks no signal.
   //   wait         Block until the child has ended. Otherwise look for its end for about ten
   //                milliseconds; a child that still runs then is left to the host.
   //   directory    Where the child starts; null or empty for the host's current directory.

@@ -89,6 +89,12 @@ for signal in HUP INT QUIT TERM; do
   equal $'-r--r--r-- edited\n-rw-r--r-- withdrawn' "$(stat -c '%A %n' edited withdrawn)"
 done
 
+# Without find a directory cannot be searched, which has to be said.
+mkdir "$scratch/few" "$scratch/directory"
+for tool in sh cat printf head; do ln -s "$(command -v $tool)" "$scratch/few/$tool"; done
+run 127 env PATH="$scratch/few" CVS_GNU_CLIENT="$scratch/show" "$adapter" unedit -wy "$scratch/directory"
+holds 'there is no find'
+
 [ "$failures" -eq 0 ] || finish
 command -v cvs >/dev/null || skip 'there is no cvs client on this machine'
 
@@ -120,6 +126,8 @@ cvs -Q import -m start box vendor start
 cd "$scratch" && cvs -Q checkout -d work box && cd work || exit
 ln -s sub link
 ln -s / everything # which takes for ever to search
+mkdir -p CVS/Base
+touch CVS/Base/$'plain.txt\nx' # which looks like two
 # withdraws STATUS FILE... -- WORD...: with these words the adapter withdraws just these edits.
 withdraws() {
   local status=$1 wanted='' found='' file

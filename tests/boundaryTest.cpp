@@ -1,58 +1,12 @@
-// The library as a host meets it: what it exports and needs, and where each operation stands.
+// The library as a host meets it: what it exports, needs and hands out.
 #include <elf.h>
 
-#include <cstdint>
-#include <cstring>
 #include <typeinfo>
 
 #include "spawnProcess.h"
 #include "support.h"
 
 namespace {
-
-// Where a virtual function stands in the table that hosts were compiled against.
-template <typename Member>
-std::size_t slotOf(Member member) {
-  std::uintptr_t word = 0;  // the offset in the table, plus one
-  std::memcpy(&word, &member, sizeof word);
-  return (word - 1) / sizeof(void*);
-}
-
-TEST(Interface, HasEveryOperationAtItsPlace) {
-  using OneRoot = bool (Interface::*)(const char*);
-  using TwoRoots = bool (Interface::*)(const char*, const char*);
-  const std::size_t slots[] = {slotOf(&Interface::setOption),
-                               slotOf(&Interface::iterateRepositoryList),
-                               slotOf(&Interface::getRepositoryListEntry),
-                               slotOf(&Interface::login),
-                               slotOf(&Interface::logout),
-                               slotOf(static_cast<OneRoot>(&Interface::setRoots)),
-                               slotOf(static_cast<TwoRoots>(&Interface::setRoots)),
-                               slotOf(&Interface::getLocalRoot),
-                               slotOf(&Interface::getRemoteRoot),
-                               slotOf(&Interface::checkOutSupported),
-                               slotOf(&Interface::refresh),
-                               slotOf(&Interface::status),
-                               slotOf(&Interface::addFile),
-                               slotOf(&Interface::saved),
-                               slotOf(&Interface::getFile),
-                               slotOf(&Interface::getTo),
-                               slotOf(&Interface::checkout),
-                               slotOf(&Interface::undoCheckout),
-                               slotOf(&Interface::checkin),
-                               slotOf(&Interface::merged),
-                               slotOf(&Interface::getRoot),
-                               slotOf(&Interface::refreshDirectoriesList),
-                               slotOf(&Interface::iterateRemoteDirectory),
-                               slotOf(&Interface::getRemoteDirectoryEntry),
-                               slotOf(&Interface::createDirectory),
-                               slotOf(&Interface::getLastErrorCommand),
-                               slotOf(&Interface::getLastError),
-                               slotOf(&Interface::preMulti),
-                               slotOf(&Interface::postMulti)};
-  ASSERT_EQ(std::size(slots), 29u);
-  for (std::size_t i = 0; i < std::size(slots); ++i) EXPECT_EQ(slots[i], i);
-}
 
 TEST(Library, GivesIndependentObjectsThatKnowTheirType) {
   const Library library;

@@ -2,7 +2,7 @@
 # What scchost must not lose, and what it must not publish. Beside each refusal stands what must not
 # be refused.
 # shellcheck source-path=SCRIPTDIR source=shell.sh
-# shellcheck disable=SC2317 # scenarios are called by name
+# shellcheck disable=SC2016,SC2119,SC2317 # scripts of other shells; called by name, and without arguments
 . "$(dirname "$0")/shell.sh"
 
 # On both ways the client works differently: by itself, and through a server.
@@ -74,7 +74,7 @@ it_keeps_what_it_replaces() {
   for way in "${ways[@]}"; do
     take_tree "$way"
     for text in one two three; do
-      echo $text >>"$bob/a.c"
+      echo "$text" >>"$bob/a.c"
       in_bob 0 revert a.c
       holds "reverted a.c $r; your text is in .#a.c.$r"
     done
@@ -140,7 +140,7 @@ it_moves_a_conflict_aside() {
     printf '#!/bin/sh\necho $$ >"%s/client"\nexec sleep 20\n' "$scratch" >"$scratch/slow"
     chmod +x "$scratch/slow"
     "$scchost" -C "$bob" --client "$scratch/slow" revert d.c &
-    for _ in {1..100}; do [ -s "$scratch/client" ] && break || sleep 0.05; done
+    until [ -s "$scratch/client" ]; do sleep 0.05; done
     kill -KILL $! "$(cat "$scratch/client")"
     wait $! 2>/dev/null
     rm "$scratch/client"
@@ -154,9 +154,9 @@ it_moves_a_conflict_aside() {
       # shellcheck disable=SC2086 # words
       in_bob 0 $command $file
       holds "$said $file" "; your text is in .#$file.1.2.kept"
-      keeps $file '1 ann 3'
+      keeps "$file" '1 ann 3'
       # shellcheck disable=SC2059
-      keeps ".#$file.1.2.kept" "$(printf "$marked" $file)"
+      keeps ".#$file.1.2.kept" "$(printf "$marked" "$file")"
     done <<'EOT'
 a.c|revert|reverted
 b.c|edit --clean|editing

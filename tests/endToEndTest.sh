@@ -128,7 +128,7 @@ getLastErrorCommand: "commit"' "$output"
 run 1 "$scchost" -C "$scratch" status
 equal "scchost: $scratch is not a working copy: it has no CVS/Repository that can be read" "$output"
 run 1 "$scchost" -C "$bob" --client no-such-client status
-holds "scchost: there is no program no-such-client; install it, or name another client with --client"
+holds "scchost: there is no program no-such-client; install it, or name another with --client"
 run 1 "$scchost" -C "$bob" --library /etc/passwd status
 holds "scchost: cannot load the provider: /etc/passwd"
 run 2 "$scchost" -C "$bob" status ../ann

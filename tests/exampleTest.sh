@@ -1,19 +1,28 @@
 #!/usr/bin/env bash
-# The hosts in examples/ and the worker of the guide, built against the installed tree as a newcomer
-# would, and run with the real client.
+# The hosts in examples/ and in the guide, built against the installed tree as a newcomer would, and
+# run with the real client.
 # shellcheck source-path=SCRIPTDIR source=shell.sh
 . "$(dirname "$0")/shell.sh"
+
+# Every operation at its place: the order and the numbers of the header, and the table for C.
+header=$sources/include/SourceCodeControlSystemProviderInterface.h
+in_header=$(sed -n 's/^  virtual [^(]*[ *]\([^(]*\)(.*/\1/p' "$header" | sed '7s/$/ByCheckout/')
+in_c=$(sed -n '/^struct Operations/,/^};/s/.*(\*\(.*\))(.*/\1/p' "$sources/examples/minimal-host.c")
+equal "$in_c" "$in_header"
+equal "$(seq 29)" "$(sed -n 's/.*[;}]  \/\/ \([0-9]*\)$/\1/p' "$header")"
+
 command -v cvs >/dev/null || skip "there is no cvs client on this machine"
 
 installed=$scratch/installed
 run 0 cmake --install "$build" --prefix "$installed"
 library=$(find "$installed" -name libcvsprovider.so)
-documents=$(dirname "$(find "$installed" -name hosts.md)")/..
+guide=$(find "$installed" -name hosts.md)
+examples=$(dirname "$guide")/../examples
 flags=(-Wall -Wextra -Wpedantic -Wshadow -Werror -I"$installed/include")
 # The fifth byte of the file tells the word size.
 [ "$(od -An -tu1 -j4 -N1 "$library" | tr -d ' ')" = 2 ] || flags+=(-m32)
-run 0 g++ -std=c++11 "${flags[@]}" "$documents/examples/minimal-host.cpp" -o "$scratch/cpp" -ldl
-run 0 gcc -std=c99 "${flags[@]}" "$documents/examples/minimal-host.c" -o "$scratch/c" -ldl
+run 0 g++ -std=c++11 "${flags[@]}" "$examples/minimal-host.cpp" -o "$scratch/cpp" -ldl
+run 0 gcc -std=c99 "${flags[@]}" "$examples/minimal-host.c" -o "$scratch/c" -ldl
 
 export CVSROOT=$scratch/repository
 cvs init
@@ -43,7 +52,7 @@ main.c: Up-to-date, 1.2 here, 1.2 there' "$output"
   run 1 "${host[@]}" "$work" nowhere.c
   holds 'status failed' "cannot find module \`$name/nowhere.c'"
   run 1 "${host[@]}" "$scratch" main.c
-  equal "$scratch is no working copy" "$output"
+  equal "$scratch is not a working copy" "$output"
   run 2 "$scratch/$name" /etc/passwd "$CVSROOT" "$work" main.c
   holds /etc/passwd
   run 2 "$scratch/$name"
@@ -51,22 +60,38 @@ main.c: Up-to-date, 1.2 here, 1.2 there' "$output"
 done
 
 {
-  printf '#include <%s>\n' SourceCodeControlSystemProviderInterface.h condition_variable cstdio \
-    deque functional future mutex string thread
-  echo 'using Provider = SourceCodeControlSystemProviderInterface;'
-  sed -n '/^class Worker/,/^};/p' "$documents/docs/hosts.md"
+  printf '#include <%s>\n' SourceCodeControlSystemProviderInterface.h chrono cstdio string
+  sed -n '/^#include <condition_variable>/,/^};/p' "$guide"
   cat <<'EOT'
 int main(int, char** arguments) {
-  std::promise<std::string> root;
-  Worker worker(AllocateSourceCodeControlSystemInterface, ReleaseSourceCodeControlSystemInterface);
-  worker.post([&](Provider& provider) { provider.setRoots(arguments[1]); });
-  worker.post([&](Provider& provider) { root.set_value(provider.getRemoteRoot()); });
-  std::puts(root.get_future().get().c_str());
-  worker.post([](Provider& provider) { provider.refresh(); });
+  const auto allocate = AllocateSourceCodeControlSystemInterface;
+  const auto release = ReleaseSourceCodeControlSystemInterface;
+  Worker worker(allocate(), release), dropping(allocate(), release);
+  worker.post([=](Provider& provider) { provider.setRoots(arguments[1]); });
+  worker.post([](Provider& provider) { std::puts(provider.getRemoteRoot()); });
+  worker.finish();
+  dropping.post([](Provider&) { std::this_thread::sleep_for(std::chrono::seconds(1)); });
+  dropping.post([](Provider&) { std::puts("not dropped"); });
 }
 EOT
 } >"$scratch/worker.cpp"
-run 0 g++ -std=c++11 -pthread "${flags[@]}" "$scratch/worker.cpp" "$library" -o "$scratch/worker"
+for standard in 11 20; do
+  run 0 g++ -std=c++$standard -pthread "${flags[@]}" "$scratch/worker.cpp" "$library" \
+    -o "$scratch/worker"
+done
 run 0 env LD_LIBRARY_PATH="$(dirname "$library")" timeout 30 "$scratch/worker" "$work"
 equal c "$output"
+
+# Python has to be of the library's word size.
+sed -n '/^import ctypes/,/^```/p' "$guide" | sed '$d' >"$scratch/host.py"
+python=
+for found in $(type -ap python3); do
+  ! "$found" -c "import ctypes; ctypes.CDLL('$library')" 2>/dev/null || python=$found
+done
+if [ -n "$python" ]; then
+  run 0 "$python" "$scratch/host.py" "$library" "$CVSROOT" "$work" main.c
+  equal 'Up-to-date 1.2 1.2' "$output"
+else
+  echo 'not tried, for want of a python3 of this word size: the host in Python'
+fi
 finish

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdarg.h>
 
@@ -35,7 +36,8 @@ bool fails(std::string_view function, int error) {
 
 }  // namespace
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+// Inlined, malloc and free would look to the compiler like mismatches of new and delete.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   void* memory = fails("new", ENOMEM) ? nullptr : std::malloc(size);
   if (memory != nullptr) ++allocations;
   return memory;
@@ -46,7 +48,6 @@ void* operator new(std::size_t size) {
   return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
-// Inlined, its free would look to the compiler like one of memory from new.
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
   if (memory != nullptr) --allocations;
   std::free(memory);
@@ -90,8 +91,9 @@ int fclose(FILE* file) {
   return fails("fclose", ENOSPC) ? EOF : result;
 }
 
-pid_t vfork() noexcept {
-  return fails("vfork", EAGAIN) ? -1 : fork();  // from whose child it is allowed to return
+int clone(int (*run)(void*), void* stack, int flags, void* argument, ...) noexcept {
+  static const auto own = SYSTEMS_OWN(clone);
+  return fails("clone", EAGAIN) ? -1 : own(run, stack, flags, argument);
 }
 
 pid_t waitpid(pid_t child, int* status, int options) {
@@ -188,13 +190,16 @@ class Faults : public ProviderTest {
     sigprocmask(SIG_SETMASK, nullptr, &held);
     EXPECT_FALSE(sigismember(&held, SIGCHLD)) << "SIGCHLD stays blocked";
     const Lines made = takeCalls(), done = deedsOf(made);
-    EXPECT_TRUE(!result || done == wanted) << ::testing::PrintToString(done);
+    // Without poll the output is cut, and the client may succeed nonetheless.
+    const bool mayBeCut = planned.function == "poll";
+    EXPECT_TRUE(!result || mayBeCut || done == wanted) << ::testing::PrintToString(done);
 
     const std::string command = host->getLastErrorCommand(), text = host->getLastError();
     EXPECT_TRUE(text.empty() || text == command + longName) << command << ": " << text;
     const std::string local = host->getLocalRoot(), remote = host->getRemoteRoot();
     EXPECT_TRUE(remote.empty() || (local == other) == (remote == longName)) << local << remote;
     if (thrown) operation.check(*host, made);
+    if (mayBeCut) host->refresh();  // forgets a status that was cut
     EXPECT_TRUE(operation.run(*host));
     library.release(host);
     deedsOf(takeCalls());
@@ -207,11 +212,22 @@ class Faults : public ProviderTest {
 };
 
 TEST_F(Faults, FailOneCallAndLoseNothing) {
-  const auto mergedOrRead = [](Interface& p, const Lines&) {
-    const std::string found = statusOf(p, "src/a.c");
-    EXPECT_TRUE(found == "Needs Merge " + longName + " 1.1 e m o" ||
-                found == "Up-to-date 2" + longName + " 1.1 e")
-        << found;
+  // What was read stays. The marks of edits are missing when memory runs out with their client,
+  // the last of the commands.
+  const auto keptWhatWasRead = [this](std::size_t commands) {
+    return [this, commands](Interface& p, const Lines& made) {
+      std::string found = statusOf(p, "src/a.c");
+      const std::size_t mark = found.find(" e");
+      if (made.size() == commands) {
+        EXPECT_EQ(takeCalls(), Lines{});
+        EXPECT_EQ(mark, found.npos);
+        EXPECT_EQ(found[0], commands == 2 ? 'N' : 'U') << found;
+      }
+      if (mark != found.npos) found.erase(mark, 2);
+      EXPECT_TRUE(found == "Needs Merge " + longName + " 1.1 m o" ||
+                  found == "Up-to-date 2" + longName + " 1.1")
+          << found;
+    };
   };
   // What did not join takes nothing with it into the batch.
   const auto joinedNothing = [this](Interface& p, const Lines&) {
@@ -234,9 +250,10 @@ TEST_F(Faults, FailOneCallAndLoseNothing) {
       {"setRoots, new", [&](auto& p) { return p.setRoots(new_.c_str(), name); }},
       {"setOption",
        [&](auto& p) { return p.setOption("Environment/Source Code Control/CVSRoot", root); }},
-      {"status", [&](auto& p) { return p.refresh() && knows(p, "src/a.c"); }, mergedOrRead},
+      {"status", [&](auto& p) { return p.refresh() && knows(p, "src/a.c"); }, keptWhatWasRead(2)},
       {"status, unknown", [&](auto& p) { return !knows(p, name); }},
-      {"saved", [&](auto& p) { return knows(p, "src/a.c"), p.saved("src/a.c"); }, mergedOrRead},
+      {"saved", [&](auto& p) { return knows(p, "src/a.c"), p.saved("src/a.c"); },
+       keptWhatWasRead(4)},
       {"addFile", [&](auto& p) { return p.addFile(deep.c_str(), name); }},
       {"getFile", [&](auto& p) { return p.getFile(name, false); }},
       {"getTo", [&](auto& p) { return p.getTo(name, "1.1", destination.c_str()); }},
@@ -259,14 +276,9 @@ TEST_F(Faults, FailOneCallAndLoseNothing) {
        },
        ranOnce},
   };
-  const char* const functions[] = {"new",   "vfork",   "pipe2",  "fcntl", "poll",
+  const char* const functions[] = {"new",   "clone",   "pipe2",  "fcntl", "poll",
                                    "read",  "waitpid", "fopen",  "fgets", "fputs",
                                    "fputc", "fclose",  "mkdtemp"};
-#ifdef __SANITIZE_ADDRESS__
-  constexpr int step = 7;  // there every fork copies the sanitizer's own tables
-#else
-  constexpr int step = 1;
-#endif
   int tried = 0;
   for (const Operation& operation : operations) {
     SCOPED_TRACE(operation.name);
@@ -277,7 +289,7 @@ TEST_F(Faults, FailOneCallAndLoseNothing) {
     for (const char* function : functions) {
       SCOPED_TRACE(function);
       long before = allocations;
-      for (int at = 1; runWithFault(operation, {function, at}, wanted); at += step) {
+      for (int at = 1; runWithFault(operation, {function, at}, wanted); ++at) {
         EXPECT_EQ(allocations, before);
         ++tried;
         before = allocations;

@@ -145,9 +145,15 @@ TEST_F(Operations, KeepTheLastErrorUntilTheNext) {
   std::filesystem::permissions(slow, std::filesystem::perms::owner_all);
   set("CVSExecutable", slow);
   EXPECT_EQ(run(), 3);
+  reply("-g", 1, "", "said");
+  set("CVSExecutable", STAND_IN_CLIENT);
+  EXPECT_EQ(run(), 1);
+  EXPECT_FALSE(provider.setRoots("/usr") || provider.setRoots("/", "m") || known(nullptr));
+  EXPECT_STREQ(provider.getLastError(), "said");
   set("CVSExecutable", "");
   EXPECT_EQ(run(), -1);
   EXPECT_EQ(output, Lines{});
+  EXPECT_STREQ(provider.getLastError(), "");
 }
 
 TEST_F(Operations, RefuseNullPointersAndRunNothing) {
@@ -328,8 +334,9 @@ TEST_F(Operations, WriteARevisionWholeOrNotAtAll) {
     EXPECT_TRUE(provider.getTo("a", "1.1", file.c_str())) << contents;
     EXPECT_EQ(readFile(file), written);
   }
-  reply("update", 0, "text");
+  reply("update", 0, "text", "a heading");
   EXPECT_FALSE(provider.getTo("a", "1.1", "/no/such/directory/file"));
+  EXPECT_STREQ(provider.getLastError(), "a heading");
   EXPECT_FALSE(provider.getTo("a", "1.1", "/dev/full"));
 }
 
@@ -453,7 +460,7 @@ TEST_F(Batches, RunAsOneCommand) {
       {{commit("a", "A")},
        {add("n", "N"), true, {".$ add|n"}},
        {close, true, {".$ commit|-m|A|a|n"}}},
-      // A login empties the command alone.
+      // A login makes the batch forget its command, and nothing else.
       {{commit("a", "A")}, {logIn}, {commit("b", "B")}, {close, true, {".$ commit|-m|A|-m|B|a|b"}}},
       {{commit("a", "A")},
        {logIn},

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # What scchost says, and how it ends.
 # shellcheck source-path=SCRIPTDIR source=shell.sh
-# shellcheck disable=SC2317 # scenarios are called by name
+# shellcheck disable=SC2016,SC2119,SC2317 # scripts of other shells; called by name, and without arguments
 . "$(dirname "$0")/shell.sh"
 
 # says: runs scchost in bob's working copy for each line of the input, which has the exit status, the
@@ -41,7 +41,7 @@ directories that are not here: docs; cvs update -d brings them" "$output"
   echo mine >"$scratch/full/a.c"
   chmod a-w "$scratch/closed"
   while IFS='|' read -r status local remote said; do
-    run "$status" "$scchost" -C "$scratch" checkout $local "$remote"
+    run "$status" "$scchost" -C "$scratch" checkout "$local" "$remote"
     holds "$said"
   done <<'EOT'
 0|empty|tool/docs|empty is a working copy of tool/docs
@@ -64,7 +64,7 @@ it_asks_for_no_password_where_none_is_needed() {
   local root
   for root in /r :local:/r :fork:/r :ext:h:/r ':ext;CVS_RSH=x:ann@h:/r' ann@h:/r :server:h:/r; do
     for command in login logout; do
-      run 0 "$scchost" --root "$root" $command
+      run 0 "$scchost" --root "$root" "$command"
       equal "no login is needed for $root" "$output"
     done
   done
@@ -255,5 +255,31 @@ it_passes_on_what_the_client_warns_of() {
   done
 }
 
+
+it_completes_what_its_help_lists() {
+  local line wanted
+  mkdir -p "$scratch/there/docs" && touch "$scratch/there/main.c" "$scratch/here"
+  # shellcheck source=../packaging/completion.bash
+  . "$sources/packaging/completion.bash"
+  while IFS='|' read -r line wanted; do
+    read -ra COMP_WORDS <<<"$line"
+    [ "${line: -1}" != ' ' ] || COMP_WORDS+=('')
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    _scchost "$scchost" "${COMP_WORDS[COMP_CWORD]}"
+    equal "$line|$wanted" "$line|${COMPREPLY[*]}"
+  done <<'EOT'
+scchost sta|status
+scchost -j 4 sta|status
+scchost -m x com|commit
+scchost status --ch|--changed
+scchost commit --ch|
+scchost --directory = the|there
+scchost --directory = there status ma|main.c
+scchost -C there diff d|docs/
+scchost add he|here
+scchost cat -C there -o he|here
+scchost ls he|
+EOT
+}
 
 run_scenarios "$@"

@@ -5,8 +5,8 @@
 . "$(dirname "$0")/shell.sh"
 # shellcheck source=../servers/passwordServer.sh
 . "$sources/servers/passwordServer.sh"
-# shellcheck source=../servers/sshServer.sh
-. "$sources/servers/sshServer.sh"
+# shellcheck source=sshServer.sh
+. "$(dirname "$0")/sshServer.sh"
 command -v cvs >/dev/null || skip "there is no cvs client on this machine"
 unset CVS_PASSFILE CVS_SERVER
 trap 'close_shared_ssh; stop_server; clean' EXIT

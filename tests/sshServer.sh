@@ -1,5 +1,5 @@
-# An ssh server on the loopback interface, to source behind passwordServer.sh, and a client that
-# knows no other.
+# An ssh server on the loopback interface, for a test to source behind passwordServer.sh, and a
+# client that knows no other.
 # shellcheck shell=bash disable=SC2034,SC2154
 ssh_root=
 

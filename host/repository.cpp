@@ -19,8 +19,7 @@ namespace {
 // The names in a repository directory; none after a failure, which is reported as that of `what`.
 std::optional<Names> list(Provider& provider, const std::string& directory, bool directories,
                           const std::string& what) {
-  const auto names =
-      waitFor("rls", [&] { return listRepository(provider, directory, directories); });
+  auto names = waitFor("rls", [&] { return listRepository(provider, directory, directories); });
   if (!names.has_value()) reportFailure(provider, what);
   return names;
 }

@@ -13,7 +13,7 @@ namespace {
 std::string takeMethod(std::string& root) {
   const std::size_t end = root.find(':', 1);
   if (root.empty() || root[0] != ':' || end == root.npos) return "";
-  const std::string method = root.substr(1, std::min(root.find(';'), end) - 1);
+  std::string method = root.substr(1, std::min(root.find(';'), end) - 1);
   root.erase(0, end + 1);
   return method;
 }

@@ -3,10 +3,12 @@ if(NOT CPACK_GENERATOR STREQUAL DEB)
   return()
 endif()
 set(share ${CPACK_TEMPORARY_INSTALL_DIRECTORY}${CPACK_PACKAGING_INSTALL_PREFIX}/share)
-set(documents ${share}/doc/${CPACK_PACKAGE_NAME})
+set(documents ${share}/doc/${CPACK_PACKAGE_NAME})  # the guides stay where they are
+file(MAKE_DIRECTORY ${documents})
+file(RENAME ${share}/doc/cvsprovider/CHANGELOG.md ${documents}/changelog)
 
 # The newest entry of the changelog, in the distribution's words. Every version has one.
-file(READ ${documents}/CHANGELOG.md changes)
+file(READ ${documents}/changelog changes)
 string(REGEX MATCH "\n## \\[([0-9.]+)\\] - ([0-9-]+)\n" heading "${changes}")
 set(date ${CMAKE_MATCH_2})
 if(NOT CMAKE_MATCH_1 STREQUAL CPACK_PACKAGE_VERSION)
@@ -29,7 +31,6 @@ file(WRITE ${documents}/changelog.Debian
   "${CPACK_PACKAGE_NAME} (${version}) unstable; urgency=medium\n${changes}\n\n"
   " -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
 
-file(RENAME ${documents}/CHANGELOG.md ${documents}/changelog)
 file(GLOB pages ${share}/man/man1/*.1)
 execute_process(COMMAND gzip -9n ${documents}/changelog ${documents}/changelog.Debian ${pages}
   COMMAND_ERROR_IS_FATAL ANY)

@@ -2,8 +2,8 @@
 # The adapter for the GNU client: its arguments, what becomes writable, and how a signal ends it.
 # shellcheck source-path=SCRIPTDIR source=shell.sh
 . "$(dirname "$0")/shell.sh"
-# shellcheck source=passwordServer.sh
-. "$(dirname "$0")/passwordServer.sh"
+# shellcheck source=../servers/passwordServer.sh
+. "$sources/servers/passwordServer.sh"
 trap 'stop_server; clean' EXIT
 adapter=$sources/client/cvs-gnu
 

@@ -3,8 +3,8 @@
 # remoteTest.sh BUILD-DIRECTORY local|fork|password|ssh|shared-ssh
 # shellcheck source-path=SCRIPTDIR source=shell.sh
 . "$(dirname "$0")/shell.sh"
-# shellcheck source=passwordServer.sh
-. "$(dirname "$0")/passwordServer.sh"
+# shellcheck source=../servers/passwordServer.sh
+. "$sources/servers/passwordServer.sh"
 # shellcheck source=sshServer.sh
 . "$(dirname "$0")/sshServer.sh"
 command -v cvs >/dev/null || skip "there is no cvs client on this machine"

@@ -1,15 +1,7 @@
 #!/usr/bin/env bash
-# What the scripts at the top say before they begin to work.
+# What is said on a machine that lacks something.
 # shellcheck source-path=SCRIPTDIR source=shell.sh
 . "$(dirname "$0")/shell.sh"
-
-for script in check demo setup; do
-  run 0 timeout 5 "$sources/$script" --help
-  holds "usage: ./$script"
-  run 2 timeout 5 "$sources/$script" --nonsense
-  equal "usage: ./$script" "${output:0:$((9 + ${#script}))}"
-done
-run 2 timeout 5 "$sources/demo" --server again
 
 # Somebody who may not install, where nothing is installed.
 mkdir "$scratch/bin"
@@ -20,4 +12,18 @@ run 1 timeout 5 env PATH="$scratch/bin:$PATH" "$sources/demo" --server
 equal 'no server can run: it needs root' "$output"
 run 1 timeout 5 env PATH="$scratch/bin:$PATH" "$sources/setup" default
 holds 'as root:  apt-get update && apt-get install g++-multilib'
+
+# A compiler that has not been able to build for 32 bits is looked at again.
+cat >"$scratch/compiler" <<EOT
+#!/bin/bash
+[ -e '$scratch/multilib' ] || [[ " \$* " != *' -m32 '* ]] || exit 1
+exec g++ "\${@/#-m32/-g}"
+EOT
+chmod +x "$scratch/compiler"
+configure=(cmake -S "$sources" -B "$scratch/build" -DCMAKE_CXX_COMPILER="$scratch/compiler"
+  -DCVSPROVIDER_TESTS=OFF -DCVSPROVIDER_BENCH=OFF)
+run 1 "${configure[@]}"
+holds 'Install g++-multilib'
+touch "$scratch/multilib"
+run 0 "${configure[@]}"
 finish

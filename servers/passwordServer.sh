@@ -9,8 +9,8 @@ unable() {
   return 1
 }
 
-# start_server ADDRESS: gives every connection to the socat address. Sets server_pid and server_port.
-# Where that cannot be done it says why.
+# start_server ADDRESS: gives every connection to the socat address. Sets server_pid and
+# server_port. Where that cannot be done it says why.
 start_server() {
   local log checks=50
   server_port=
@@ -54,7 +54,8 @@ start_password_server() {
   setpriv --reuid nobody --regid "$(id -g nobody)" --clear-groups test -w "$repository" ||
     unable "the user nobody cannot reach $repository" || return
 
-  # Each handler becomes the server (nofork): socat drops the last words of one that it stands before.
+  # Each handler becomes the server (nofork): socat drops the last words of one that it stands
+  # before.
   start_server "EXEC:cvs -f --allow-root=$repository pserver,nofork" || return
   server_root=:pserver:$user@127.0.0.1:$server_port$repository
 }

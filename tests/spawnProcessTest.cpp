@@ -1,7 +1,6 @@
 #include "spawnProcess.h"
 
 #include <fcntl.h>
-#include <malloc.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/time.h>
@@ -311,19 +310,6 @@ TEST(Process, KeepsLongCommandLinesOffTheStack) {
       EXPECT_EQ(run.changes, 0) << count << " on " << size;
     }
   }
-}
-
-TEST(Process, LeavesNothingBehindAfterManyRuns) {
-  const auto runOften = [](int times) {
-    for (int i = 0; i < times; ++i) ASSERT_EQ(Outcome(Argv{"/bin/true"}).result, 0);
-  };
-  runOften(10);
-  const int descriptors = countDescriptors();
-  const auto bytes = mallinfo2().uordblks;
-  runOften(10000);
-  EXPECT_EQ(mallinfo2().uordblks, bytes);
-  EXPECT_EQ(countDescriptors(), descriptors);
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 
 }  // namespace

@@ -81,15 +81,6 @@ TEST(StatusParser, ReadsBlocks) {
   }
 }
 
-TEST(StatusParser, OverwritesWholeRecordsAndRemovesNone) {
-  CVSInterface provider;
-  FileStatusMap map;
-  map["a"].edited = map["b"].edited = map["c"].edited = true;
-  provider.parseStatusOutput(
-      &map, linesOf(statusBlock("a", "Needs Merge", "1.2", "1.3") + statusBlock("b", "Unknown")));
-  EXPECT_EQ(describe(map), "a: Needs Merge 1.2 1.3 m o\nb:    e\nc:    e\n");
-}
-
 TEST(EditorsParser, MarksTheFilesItKnows) {
   const std::string rest = "\tdev1\tMon Mar  3 10:05:00 2003 GMT\tws7\t/home/dev1/proj";
   const struct {
@@ -116,21 +107,6 @@ TEST(EditorsParser, MarksTheFilesItKnows) {
 }
 
 using StatusCache = ProviderTest;
-
-TEST_F(StatusCache, SplitsPaths) {
-  const struct {
-    const char* path;
-    const char* directory;
-    const char* name;
-  } cases[] = {{"main.c", "", "main.c"},     {"src/util.c", "/src", "util.c"},
-               {"a/b/io.c", "/a/b", "io.c"}, {"/main.c", "/", "main.c"},
-               {"src/", "/src", ""},         {"", "", ""}};
-  for (const auto& [path, directory, name] : cases) {
-    std::string fileName = "stale";
-    EXPECT_EQ(provider.getLocalDirectory(path, fileName), scratch.path() + directory) << path;
-    EXPECT_EQ(fileName, name) << path;
-  }
-}
 
 TEST_F(StatusCache, ReadsADirectoryOnce) {
   set("CVSEditSupported", "Yes");

@@ -1,53 +1,58 @@
 #!/usr/bin/env bash
 # The adapter for the GNU client: its arguments, what becomes writable, and how a signal ends it.
-# shellcheck source-path=SCRIPTDIR source=shell.sh
 . "$(dirname "$0")/shell.sh"
 # shellcheck source=../servers/passwordServer.sh
 . "$sources/servers/passwordServer.sh"
 trap 'stop_server; clean' EXIT
 adapter=$sources/client/cvs-gnu
 
-# Arguments of any shape. This client shows what it gets: its words, and a line of its input.
+# A client that shows what it gets: its words, and a line of its input.
 cat >"$scratch/show" <<'EOT'
 #!/bin/sh
 printf '[%s]' "$@"
 head -n 1
 EOT
 chmod +x "$scratch/show"
+
 # shows WANTED WORD...
 shows() {
   run 0 timeout 10 env CVS_GNU_CLIENT="$scratch/show" "$adapter" "${@:2}"
   equal "$1" "$output"
 }
-shows $'[-qd][a  b][-z3][unedit][-R][-l][--][-y][][*][\n][$x"]y' \
-  -qd 'a  b' -z3 unedit -yR -l -w -- -y '' '*' $'\n' "\$x\""
-shows '[-l][unedit][--][a][-w]y' -l unedit -y a -w
-shows '[-s][a=b][-s][c=d][unedit][-l][--]' -s a=b -s c=d unedit -lw
-shows '[unedit][-y][-a][x]' unedit -y -a x
-shows '[-n][login][-x]"a \ b"  ' -n login -p '"a \ b"  ' -x
-shows '[login][--]b' login -p a -p b --
-for words in 'login -p' 'login -x' 'login' '-l status -wy' '--version' '-d' '-Z login -p x' ''; do
-  # shellcheck disable=SC2086 # words
-  shows "[${words// /][}]" $words
-done
-equal '[unedit][--][a]no' "$(echo no | CVS_GNU_CLIENT=$scratch/show "$adapter" unedit -w a)"
-equal '[unedit][--][a]' "$(CVS_GNU_CLIENT=$scratch/show "$adapter" unedit -w a 2>&1 <&-)"
+it_passes_on_any_argument() {
+  local words
+  shows $'[-qd][a  b][-z3][unedit][-R][-l][--][-y][][*][\n][$x"]y' \
+    -qd 'a  b' -z3 unedit -yR -l -w -- -y '' '*' $'\n' "\$x\""
+  shows '[-l][unedit][--][a][-w]y' -l unedit -y a -w
+  shows '[-s][a=b][-s][c=d][unedit][-l][--]' -s a=b -s c=d unedit -lw
+  shows '[unedit][-y][-a][x]' unedit -y -a x
+  shows '[-n][login][-x]"a \ b"  ' -n login -p '"a \ b"  ' -x
+  shows '[login][--]b' login -p a -p b --
+  for words in 'login -p' 'login -x' 'login' '-l status -wy' '--version' '-d' '-Z login -p x' ''; do
+    # shellcheck disable=SC2086 # words
+    shows "[${words// /][}]" $words
+  done
+  equal '[unedit][--][a]no' "$(echo no | CVS_GNU_CLIENT=$scratch/show "$adapter" unedit -w a)"
+  equal '[unedit][--][a]' "$(CVS_GNU_CLIENT=$scratch/show "$adapter" unedit -w a 2>&1 <&-)"
+}
 
-# No client, or itself as the client; under the client's name it needs another one.
-mkdir "$scratch/link" "$scratch/copy"
-ln -s "$adapter" "$scratch/link/cvs"
-cp "$adapter" "$scratch/copy/cvs"
-run 127 env CVS_GNU_CLIENT=missing "$adapter" -q status
-holds 'there is no missing'
-run 127 timeout 10 env CVS_GNU_CLIENT="$adapter" "$adapter" status
-holds "$adapter is this adapter"
-for directory in link copy; do
-  run 127 timeout 10 env PATH="$scratch/$directory:$PATH" cvs status
-  run 127 timeout 10 env PATH="$scratch/$directory:$PATH" "$adapter" status
-  equal 'cvs-gnu: cvs is this adapter; name the client in CVS_GNU_CLIENT' "$output"
-done
-run 0 env CVS_GNU_CLIENT="$scratch/show" "$scratch/link/cvs" status
-equal '[status]' "$output"
+it_takes_no_client_for_itself() {
+  local directory
+  mkdir "$scratch/link" "$scratch/copy"
+  ln -s "$adapter" "$scratch/link/cvs"
+  cp "$adapter" "$scratch/copy/cvs"
+  run 127 env CVS_GNU_CLIENT=missing "$adapter" -q status
+  holds 'there is no missing'
+  run 127 timeout 10 env CVS_GNU_CLIENT="$adapter" "$adapter" status
+  holds "$adapter is this adapter"
+  for directory in link copy; do
+    run 127 timeout 10 env PATH="$scratch/$directory:$PATH" cvs status
+    run 127 timeout 10 env PATH="$scratch/$directory:$PATH" "$adapter" status
+    equal 'cvs-gnu: cvs is this adapter; name the client in CVS_GNU_CLIENT' "$output"
+  done
+  run 0 env CVS_GNU_CLIENT="$scratch/show" "$scratch/link/cvs" status
+  equal '[status]' "$output"
+}
 
 # A signal ends the adapter and all that it started, at once. The lock is free when all are gone.
 # cancel SIGNAL FILE WORD...: sends the signal as soon as there is something in the file.
@@ -73,61 +78,54 @@ await_text() {
   until [ -s "$1" ]; do [ $((checks -= 1)) -ge 0 ] && sleep 0.05 || return; done
 }
 
-cat >"$scratch/slow" <<'EOT'
+it_ends_at_once_with_all_it_started() {
+  local signal
+  cat >"$scratch/slow" <<'EOT'
 #!/bin/sh
 trap 'kill "$!"; sleep 0.1; rm CVS/Base/withdrawn; exit 1' TERM
 head -n 1 >"$0.answer"
 sleep 20 &
 wait
 EOT
-chmod +x "$scratch/slow"
-mkdir -p "$scratch/edits/CVS/Base" && cd "$scratch/edits" || exit
-for signal in HUP INT QUIT TERM; do
-  touch CVS/Base/withdrawn CVS/Base/edited
-  install -m 444 /dev/null withdrawn && install -m 444 /dev/null edited
-  CVS_GNU_CLIENT=$scratch/slow cancel "$signal" "$scratch/slow.answer" unedit -wy withdrawn edited
-  equal $'-r--r--r-- edited\n-rw-r--r-- withdrawn' "$(stat -c '%A %n' edited withdrawn)"
-done
+  chmod +x "$scratch/slow"
+  mkdir -p "$scratch/edits/CVS/Base" && cd "$scratch/edits" || exit
+  for signal in HUP INT QUIT TERM; do
+    touch CVS/Base/withdrawn CVS/Base/edited
+    install -m 444 /dev/null withdrawn && install -m 444 /dev/null edited
+    CVS_GNU_CLIENT=$scratch/slow cancel "$signal" "$scratch/slow.answer" unedit -wy withdrawn edited
+    equal $'-r--r--r-- edited\n-rw-r--r-- withdrawn' "$(stat -c '%A %n' edited withdrawn)"
+  done
+}
 
-# Without find a directory cannot be searched, which has to be said.
-mkdir "$scratch/few" "$scratch/directory"
-for tool in sh cat printf head; do ln -s "$(command -v $tool)" "$scratch/few/$tool"; done
-run 127 env PATH="$scratch/few" CVS_GNU_CLIENT="$scratch/show" "$adapter" unedit -wy "$scratch/directory"
-holds 'there is no find'
+# Without find a directory cannot be searched.
+it_says_that_it_needs_find() {
+  local tool
+  mkdir "$scratch/few" "$scratch/directory"
+  for tool in sh cat printf head; do ln -s "$(command -v "$tool")" "$scratch/few/$tool"; done
+  run 127 env PATH="$scratch/few" CVS_GNU_CLIENT="$scratch/show" "$adapter" unedit -wy "$scratch/directory"
+  holds 'there is no find'
+}
 
-[ "$failures" -eq 0 ] || finish
-command -v cvs >/dev/null || skip 'there is no cvs client on this machine'
+# The server takes a login and never answers.
+it_cancels_a_login() {
+  local signal silent
+  start_server "SYSTEM:cat >>'$scratch/heard'" 2>"$scratch/reason" || skip "$(cat "$scratch/reason")"
+  silent=:pserver:ann@127.0.0.1:$server_port/repository
+  for signal in HUP INT QUIT TERM; do
+    cancel "$signal" "$scratch/heard" -d "$silent" login -p p4ssword
+  done
+  # shellcheck disable=SC2016 # for the shell that runs it
+  printf '%s\n' 'exec 9>"$scratch/lock"' 'flock 9' \
+    'echo secret | "$scchost" --client "$adapter" --root "$silent" login' >"$scratch/onTerminal"
+  : >"$scratch/heard"
+  export scratch scchost adapter silent
+  (await_text "$scratch/heard" && printf '\003') |
+    timeout 10 env SHELL=/bin/sh script -qec "sh '$scratch/onTerminal'" /dev/null >"$scratch/said"
+  equal 130 $?
+  flock -w 2 "$scratch/lock" true || fail 'Ctrl-C left something of a login'
+  [ ! -s "$HOME/.cvspass" ] || fail 'a cancelled login succeeded'
+}
 
-# A server that takes a login and never answers.
-start_server "SYSTEM:cat >>'$scratch/heard'" 2>"$scratch/reason" || skip "$(cat "$scratch/reason")"
-silent=:pserver:ann@127.0.0.1:$server_port/repository
-for signal in HUP INT QUIT TERM; do
-  cancel "$signal" "$scratch/heard" -d "$silent" login -p p4ssword
-done
-# shellcheck disable=SC2016 # for the shell that runs it
-printf '%s\n' 'exec 9>"$scratch/lock"' 'flock 9' \
-  'echo secret | "$scchost" --client "$adapter" --root "$silent" login' >"$scratch/onTerminal"
-: >"$scratch/heard"
-export scratch scchost adapter silent
-(await_text "$scratch/heard" && printf '\003') |
-  timeout 10 env SHELL=/bin/sh script -qec "sh '$scratch/onTerminal'" /dev/null >"$scratch/said"
-equal 130 $?
-flock -w 2 "$scratch/lock" true || fail 'Ctrl-C left something of a login'
-[ ! -s "$HOME/.cvspass" ] || fail 'a cancelled login succeeded'
-
-# Writable become the files whose edit is withdrawn, which have their old text back, and no other.
-export CVSROOT=$scratch/repository
-edited=(edited.txt 'two words.txt' -dash.txt lost.txt sub/below.txt)
-files=("${edited[@]}" other.txt plain.txt)
-cvs init
-mkdir -p "$scratch/import/sub" && cd "$scratch/import" || exit
-for file in "${edited[@]}" other.txt; do echo one >"./$file"; done
-cvs -Q import -m start box vendor start
-cd "$scratch" && cvs -Q checkout -d work box && cd work || exit
-ln -s sub link
-ln -s / everything # which takes for ever to search
-mkdir -p CVS/Base
-touch CVS/Base/$'plain.txt\nx' # which looks like two
 # withdraws STATUS FILE... -- WORD...: with these words the adapter withdraws just these edits.
 withdraws() {
   local status=$1 wanted='' found='' file
@@ -151,15 +149,30 @@ withdraws() {
   done 2>/dev/null
   equal "$wanted" "$found"
 }
-lost=''
-withdraws 0 edited.txt -- unedit -wy edited.txt other.txt plain.txt
-withdraws 0 'two words.txt' -dash.txt -- -Q unedit -yw -- -dash.txt 'two words.txt'
-withdraws 0 sub/below.txt -- unedit -wy link
-withdraws 0 sub/below.txt -- unedit -wy link/below.txt
-withdraws 0 edited.txt 'two words.txt' -dash.txt lost.txt -- unedit -wyl
-withdraws 0 "${edited[@]}" -- unedit -wy
-withdraws 0 -- -n unedit -wy
-withdraws 0 -- unedit -w edited.txt
-lost=lost.txt
-withdraws 1 edited.txt -- unedit -wy edited.txt lost.txt 'two words.txt'
-finish
+it_makes_writable_what_is_withdrawn() {
+  export CVSROOT=$scratch/repository
+  edited=(edited.txt 'two words.txt' -dash.txt lost.txt sub/below.txt)
+  files=("${edited[@]}" other.txt plain.txt)
+  cvs init
+  mkdir -p "$scratch/import/sub" && cd "$scratch/import" || exit
+  for file in "${edited[@]}" other.txt; do echo one >"./$file"; done
+  cvs -Q import -m start box vendor start
+  cd "$scratch" && cvs -Q checkout -d work box && cd work || exit
+  ln -s sub link
+  ln -s / everything # which takes for ever to search
+  mkdir -p CVS/Base
+  touch CVS/Base/$'plain.txt\nx' # which looks like two
+  lost=''
+  withdraws 0 edited.txt -- unedit -wy edited.txt other.txt plain.txt
+  withdraws 0 'two words.txt' -dash.txt -- -Q unedit -yw -- -dash.txt 'two words.txt'
+  withdraws 0 sub/below.txt -- unedit -wy link
+  withdraws 0 sub/below.txt -- unedit -wy link/below.txt
+  withdraws 0 edited.txt 'two words.txt' -dash.txt lost.txt -- unedit -wyl
+  withdraws 0 "${edited[@]}" -- unedit -wy
+  withdraws 0 -- -n unedit -wy
+  withdraws 0 -- unedit -w edited.txt
+  lost=lost.txt
+  withdraws 1 edited.txt -- unedit -wy edited.txt lost.txt 'two words.txt'
+}
+
+run_scenarios "$@"

@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
 # What scchost must not lose, and what it must not publish. Beside each refusal stands what must not
 # be refused.
-# shellcheck source-path=SCRIPTDIR source=shell.sh
-# shellcheck disable=SC2016,SC2119,SC2317 # scripts of other shells; called by name, and without arguments
+# shellcheck disable=SC2016,SC2119 # scripts of other shells; called without arguments
 . "$(dirname "$0")/shell.sh"
 
 # On both ways the client works differently: by itself, and through a server.

@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # What scchost says, and how it ends.
-# shellcheck source-path=SCRIPTDIR source=shell.sh
-# shellcheck disable=SC2016,SC2119,SC2317 # scripts of other shells; called by name, and without arguments
+# shellcheck disable=SC2016,SC2119 # scripts of other shells; called without arguments
 . "$(dirname "$0")/shell.sh"
 
 # says: runs scchost in bob's working copy for each line of the input, which has the exit status, the
@@ -424,7 +423,6 @@ EOT
 }
 
 it_asks_for_a_password() {
-  local cvs_password
   # The pause is for the prompt, which drops what was typed before it.
   typed() {
     { sleep 1; printf '%b' "$1"; sleep 1; } |

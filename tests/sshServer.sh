@@ -37,7 +37,7 @@ GlobalKnownHostsFile /dev/null
 StrictHostKeyChecking yes
 BatchMode yes
 ConnectTimeout 10
-ControlPath "$directory/master"
+ControlPath none
 EOT
   CVS_RSH=$directory/ssh
   printf '#!/bin/sh\nexec ssh -F "%s/client" "$@"\n' "$directory" >"$CVS_RSH"
@@ -48,14 +48,4 @@ EOT
     stop_server
     unable "$said $(cat "$directory/log")"
   fi
-}
-
-# Keeps the first connection from here on open for those that follow.
-share_ssh_connection() {
-  printf '%s\n' 'ControlMaster auto' 'ControlPersist 300' >>"${CVS_RSH%/*}/client"
-}
-
-# Closes it before its time.
-close_shared_ssh() {
-  [ -z "$ssh_root" ] || "$CVS_RSH" -O exit 127.0.0.1 2>/dev/null
 }

@@ -60,37 +60,35 @@ main.c: Up-to-date, 1.2 here, 1.2 there' "$output"
     holds usage
   done
 
-  {
-    printf '#include <%s>\n' SourceCodeControlSystemProviderInterface.h chrono cstdio string
-    sed -n '/^#include <condition_variable>/,/^};/p' "$guide"
-    cat <<'EOT'
+  cat >"$scratch/worker.cpp" <<'EOT'
+#include <chrono>
+#include <cstdio>
+#include "worker.h"
 int main(int, char** arguments) {
   const auto allocate = AllocateSourceCodeControlSystemInterface;
   const auto release = ReleaseSourceCodeControlSystemInterface;
   Worker worker(allocate(), release), dropping(allocate(), release);
-  worker.post([=](Provider& provider) { provider.setRoots(arguments[1]); });
-  worker.post([](Provider& provider) { std::puts(provider.getRemoteRoot()); });
+  worker.post([=](Worker::Provider& provider) { provider.setRoots(arguments[1]); });
+  worker.post([](Worker::Provider& provider) { std::puts(provider.getRemoteRoot()); });
   worker.finish();
-  dropping.post([](Provider&) { std::this_thread::sleep_for(std::chrono::seconds(1)); });
-  dropping.post([](Provider&) { std::puts("not dropped"); });
+  dropping.post([](Worker::Provider&) { std::this_thread::sleep_for(std::chrono::seconds(1)); });
+  dropping.post([](Worker::Provider&) { std::puts("not dropped"); });
 }
 EOT
-  } >"$scratch/worker.cpp"
   for standard in 11 20; do
-    run 0 g++ -std="c++$standard" -pthread "${flags[@]}" "$scratch/worker.cpp" "$library" \
-      -o "$scratch/worker"
+    run 0 g++ -std="c++$standard" -pthread "${flags[@]}" -I"$examples" "$scratch/worker.cpp" \
+      "$library" -o "$scratch/worker"
   done
   run 0 env LD_LIBRARY_PATH="$(dirname "$library")" timeout 30 "$scratch/worker" "$work"
   equal c "$output"
 
   # Python has to be of the library's word size.
-  sed -n '/^import ctypes/,/^```/p' "$guide" | sed '$d' >"$scratch/host.py"
   python=
   for found in $(type -ap python3); do
     ! "$found" -c "import ctypes; ctypes.CDLL('$library')" 2>/dev/null || python=$found
   done
   if [ -n "$python" ]; then
-    run 0 "$python" "$scratch/host.py" "$library" "$CVSROOT" "$work" main.c
+    run 0 "$python" "$examples/minimal-host.py" "$library" "$CVSROOT" "$work" main.c
     equal 'Up-to-date 1.2 1.2' "$output"
   else
     echo 'not tried, for want of a python3 of this word size: the host in Python'

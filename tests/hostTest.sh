@@ -36,9 +36,8 @@ directories that are not here: docs; cvs update -d brings them" "$output"
   [ ! -e "$work/c.c" ] || fail 'c.c came back'
   cvs -d "$scratch/other" init
   does "$scratch" 'cvs -Q checkout CVSROOT && cd CVSROOT && echo "alias tool/docs" >>modules && cvs -Q commit -m alias'
-  mkdir "$scratch/empty" "$scratch/full" "$scratch/closed"
+  mkdir "$scratch/empty" "$scratch/full"
   echo mine >"$scratch/full/a.c"
-  chmod a-w "$scratch/closed"
   while IFS='|' read -r status local remote said; do
     run "$status" "$scchost" -C "$scratch" checkout "$local" "$remote"
     holds "$said"
@@ -46,29 +45,13 @@ directories that are not here: docs; cvs update -d brings them" "$output"
 0|empty|tool/docs|empty is a working copy of tool/docs
 0|empty|alias|empty already is a working copy of tool/docs
 1|empty|tool|empty already is a working copy, of tool/docs
-0|top|.|top is a working copy of .
 1|full|tool|full is neither empty nor a working copy
 1|file|tool/a.c|tool/a.c is a file; check out the directory that it is in
 1|none/such|tool|there is no directory
-1|none|no/such|cannot find module
 EOT
   equal mine "$(cat "$scratch/full/a.c")"
-  [ "$(id -u)" -eq 0 ] || run 1 "$scchost" checkout "$scratch/closed/work" tool
-  [ "$(id -u)" -eq 0 ] || holds "cannot write to $scratch/closed: Permission denied"
   run 1 "$scchost" --root "$scratch/other" checkout "$work" tool
   holds "already is a working copy, of tool in the repository $CVSROOT"
-}
-
-it_asks_for_no_password_where_none_is_needed() {
-  local root
-  for root in /r :local:/r :fork:/r :ext:h:/r ':ext;CVS_RSH=x:ann@h:/r' ann@h:/r :server:h:/r; do
-    for command in login logout; do
-      run 0 "$scchost" --root "$root" "$command"
-      equal "no login is needed for $root" "$output"
-    done
-  done
-  run 1 "$scchost" --root :pserver:h:/r login
-  holds 'no password was given'
 }
 
 it_names_what_it_left_alone() {
@@ -110,7 +93,6 @@ it_names_what_it_left_alone() {
 0|ls tool/docs|=f.txt
 1|ls ./-R|the client would take that for an option
 1|--client true status c.c|scchost: .: the client told nothing of its files
-2|status -j 4294967297|--jobs needs a number from 1 to 1000
 EOT
   equal '1 2 3 mine' "$(lines "$bob/d.c")"
 }
@@ -189,14 +171,12 @@ it_writes_one_row_a_line_whatever_a_name_holds() {
 }
 
 it_runs_one_client_a_directory() {
-  local directory client=$scratch/counting
   take_tree
-  printf '#!/bin/sh\necho >>"%s/count"\nexec cvs "$@"\n' "$scratch" >"$client"
-  chmod +x "$client"
+  program counting "echo >>'$scratch/count'; exec cvs \"\$@\""
   # counts CLIENTS COMMAND...
   counts() {
     : >"$scratch/count"
-    in_bob 0 --client "$client" "${@:2}"
+    in_bob 0 --client "$scratch/counting" "${@:2}"
     equal "$1" "$(grep -c '' "$scratch/count")"
   }
   counts 3 status
@@ -210,15 +190,13 @@ it_runs_one_client_a_directory() {
 }
 
 it_knows_whether_a_directory_was_read() {
-  local client=$scratch/failing
   take_tree
   # A client that fails for one directory only, though its repository can be listed.
-  printf '#!/bin/sh\ncase $PWD-$* in */docs-*status*) echo broken >&2; exit 1 ;; esac\nexec cvs "$@"\n' >"$client"
-  chmod +x "$client"
-  in_bob 1 --client "$client" status
+  program failing 'case $PWD-$* in */docs-*status*) echo broken >&2; exit 1 ;; esac; exec cvs "$@"'
+  in_bob 1 --client "$scratch/failing" status
   holds $'no status\t\t\t\tdocs/f.txt' $'Up-to-date\t1.1.1.1\t1.1.1.1\t\tdocs/deep/g.txt' \
     $'scchost: docs: status failed; cvs status said:\nbroken'
-  in_bob 1 --client "$client" commit
+  in_bob 1 --client "$scratch/failing" commit
   holds 'nothing is committed'
 }
 
@@ -240,11 +218,10 @@ it_says_when_names_do_not_fit() {
 }
 
 it_passes_on_what_the_client_warns_of() {
-  local client=$scratch/warning command
+  local command
   take_tree
-  printf '#!/bin/sh\necho "cvs $3: heed this" >&2\necho "cvs $3: Updating ." >&2\nexec cvs "$@"\n' >"$client"
-  chmod +x "$client"
-  export CVS_GNU_CLIENT=$client
+  program warning 'printf "cvs $3: heed this\ncvs $3: Updating .\n" >&2; exec cvs "$@"'
+  export CVS_GNU_CLIENT=$scratch/warning
   echo mine >>"$bob/a.c"
   for command in 'edit b.c' 'unedit b.c' 'update a.c' 'commit a.c'; do
     # shellcheck disable=SC2086 # words
@@ -269,11 +246,8 @@ it_completes_what_its_help_lists() {
   done <<'EOT'
 scchost sta|status
 scchost -j 4 sta|status
-scchost -m x com|commit
 scchost status --ch|--changed
-scchost commit --ch|
 scchost --directory = the|there
-scchost --directory = there status ma|main.c
 scchost -C there diff d|docs/
 scchost add he|here
 scchost cat -C there -o he|here
@@ -322,7 +296,6 @@ it_refuses_what_makes_no_sense() {
   take_tree
   says <<EOT
 2|status --clean|status has no option --clean
-2|status -j 0|--jobs needs a number
 2|status -j 4294967297|--jobs needs a number from 1 to 1000
 2|-x status|invalid option -- 'x'
 2|frob|there is no command frob
@@ -422,13 +395,20 @@ EOT
   holds $'no status\t\t\t\ta.c' 'a.c: cvs rls said:'
 }
 
-it_asks_for_a_password() {
+it_asks_for_a_password_where_one_is_needed() {
+  local root
   # The pause is for the prompt, which drops what was typed before it.
   typed() {
     { sleep 1; printf '%b' "$1"; sleep 1; } |
       timeout 20 script -qec "trap : INT; '$scchost' --client '$build/standIn' --root :pserver:h:/r login
         echo ended \$?; stty -a" /dev/null
   }
+  for root in /r :local:/r :fork:/r :ext:h:/r ':ext;CVS_RSH=x:ann@h:/r' ann@h:/r :server:h:/r; do
+    run 0 "$scchost" --root "$root" login
+    equal "no login is needed for $root" "$output"
+  done
+  run 1 "$scchost" --root :pserver:h:/r login
+  holds 'no password was given'
   mkdir "$scratch/replies"
   export STAND_IN=$scratch/replies
   run 0 typed '\003'
@@ -520,14 +500,11 @@ EOT
 2|frob|expected an operation of the interface
 EOT
   run 2 stand_in run "$scratch"
-  run 2 sh -c "printf 'getRoot\nfrob\n' | '$scchost' --client '$build/standIn' --root r run"
-  holds 'getRoot: "."' 'standard input:2: expected an operation'
   # No client reads the lines that are meant for scchost.
-  printf '#!/bin/sh\ncat >/dev/null\n' >"$scratch/reader"
-  chmod +x "$scratch/reader"
-  run 0 sh -c "printf '%s\n' 'setRoots \"$scratch/work\"' 'saved x' 'checkin x y' getRoot |
+  program reader 'cat >/dev/null'
+  run 2 sh -c "printf '%s\n' 'setRoots \"$scratch/work\"' 'checkin x y' getRoot frob |
     '$scchost' --client '$scratch/reader' --root r run"
-  holds 'getRoot: "."'
+  holds 'getRoot: "."' 'standard input:4: expected an operation'
 }
 
 it_ends_with_its_clients() {
@@ -537,8 +514,7 @@ it_ends_with_its_clients() {
       '$scchost' --client '$scratch/reader' -C '$bob' $*; echo ended \$?" /dev/null
   }
   take_tree
-  printf '#!/bin/sh\necho $$ >>"%s"\nexec sleep 30\n' "$scratch/started" >"$scratch/reader"
-  chmod +x "$scratch/reader"
+  program reader "echo \$\$ >>'$scratch/started'; exec sleep 30"
   for command in 'status -j 3' 'commit a.c'; do
     : >"$scratch/started"
     # shellcheck disable=SC2086 # words
@@ -548,7 +524,7 @@ it_ends_with_its_clients() {
     [ -s "$scratch/started" ] || fail 'no client was started'
   done
   # What takes long is said on a terminal, and goes without a trace; in a pipe nothing is.
-  printf '#!/bin/sh\nsleep 3\n' >"$scratch/reader"
+  program reader 'sleep 3'
   run 0 script -qec "'$scchost' --client '$scratch/reader' -C '$bob' commit a.c" /dev/null
   holds 'still running: cvs commit, 2 s' $'\r\033[K'
   in_bob 0 --client "$scratch/reader" commit a.c

@@ -103,5 +103,8 @@ does() { (cd "$1" && eval "$2") >"$scratch/did" 2>&1 || fail "'$2' failed: $(cat
 in_ann() { run "$1" "$scchost" -C "$ann" "${@:2}"; }
 in_bob() { run "$1" "$scchost" -C "$bob" "${@:2}"; }
 
+# program NAME TEXT: makes a shell script in the scratch directory.
+program() { printf '#!/bin/sh\n%s\n' "$2" >"$scratch/$1" && chmod +x "$scratch/$1"; }
+
 # lines FILE: its lines, with a blank between them.
 lines() { paste -sd ' ' -- "$1"; }

@@ -1,18 +1,10 @@
 #!/usr/bin/env bash
 # The adapter for the GNU client: its arguments, what becomes writable, and how a signal ends it.
 . "$(dirname "$0")/shell.sh"
-# shellcheck source=../servers/passwordServer.sh
-. "$sources/servers/passwordServer.sh"
-trap 'stop_server; clean' EXIT
 adapter=$sources/client/cvs-gnu
 
 # A client that shows what it gets: its words, and a line of its input.
-cat >"$scratch/show" <<'EOT'
-#!/bin/sh
-printf '[%s]' "$@"
-head -n 1
-EOT
-chmod +x "$scratch/show"
+program show "printf '[%s]' \"\$@\"; head -n 1"
 
 # shows WANTED WORD...
 shows() {
@@ -29,7 +21,6 @@ it_passes_on_any_argument() {
   shows '[-n][login][-x]"a \ b"  ' -n login -p '"a \ b"  ' -x
   shows '[login][--]b' login -p a -p b --
   for words in 'login -p' 'login -x' 'login' '-l status -wy' '--version' '-d' '-Z login -p x' ''; do
-    # shellcheck disable=SC2086 # words
     shows "[${words// /][}]" $words
   done
   equal '[unedit][--][a]no' "$(echo no | CVS_GNU_CLIENT=$scratch/show "$adapter" unedit -w a)"
@@ -55,45 +46,37 @@ it_takes_no_client_for_itself() {
 }
 
 # A signal ends the adapter and all that it started, at once. The lock is free when all are gone.
-# cancel SIGNAL FILE WORD...: sends the signal as soon as there is something in the file.
+# cancel SIGNAL WORD...: sends the signal as soon as the client has read a line.
 cancel() {
-  local adapter_id status
-  : >"$2"
-  (flock 9 && exec env --default-signal=HUP,INT,QUIT,TERM "$adapter" "${@:3}") \
-    9>"$scratch/lock" </dev/null >"$scratch/said" 2>&1 &
+  local adapter_id status checks=100
+  rm -f "$scratch/slow.answer"
+  (flock 9 && CVS_GNU_CLIENT=$scratch/slow exec env --default-signal=HUP,INT,QUIT,TERM \
+    "$adapter" "${@:2}") 9>"$scratch/lock" </dev/null >"$scratch/said" 2>&1 &
   adapter_id=$!
-  await_text "$2" || fail "${*:3} did not begin: $(cat "$scratch/said")"
+  until [ -s "$scratch/slow.answer" ] || [ $((checks -= 1)) -lt 0 ]; do sleep 0.05; done
+  [ "$checks" -ge 0 ] || fail "${*:2} did not begin: $(cat "$scratch/said")"
   # Others can read a command line, so no second one may hold the password.
   [[ $* != *p4ss* ]] ||
     equal "/proc/$adapter_id/cmdline" "$(grep -ls 'p4s[s]' /proc/[0-9]*/cmdline)"
   kill -s "$1" "$adapter_id"
-  flock -w 2 "$scratch/lock" true || fail "SIG$1 left something of ${*:3}"
+  flock -w 2 "$scratch/lock" true || fail "SIG$1 left something of ${*:2}"
   kill -KILL "$adapter_id"
   wait "$adapter_id"
   status=$?
   equal "SIG$1 $((128 + $(kill -l "$1")))" "SIG$1 $status"
 } 2>/dev/null
-await_text() {
-  local checks=100
-  until [ -s "$1" ]; do [ $((checks -= 1)) -ge 0 ] && sleep 0.05 || return; done
-}
 
 it_ends_at_once_with_all_it_started() {
   local signal
-  cat >"$scratch/slow" <<'EOT'
-#!/bin/sh
-trap 'kill "$!"; sleep 0.1; rm CVS/Base/withdrawn; exit 1' TERM
-head -n 1 >"$0.answer"
-sleep 20 &
-wait
-EOT
-  chmod +x "$scratch/slow"
+  program slow "trap 'kill \$!; sleep 0.1; rm CVS/Base/withdrawn; exit 1' TERM
+    head -n 1 >\$0.answer; sleep 20 & wait"
   mkdir -p "$scratch/edits/CVS/Base" && cd "$scratch/edits" || exit
   for signal in HUP INT QUIT TERM; do
     touch CVS/Base/withdrawn CVS/Base/edited
     install -m 444 /dev/null withdrawn && install -m 444 /dev/null edited
-    CVS_GNU_CLIENT=$scratch/slow cancel "$signal" "$scratch/slow.answer" unedit -wy withdrawn edited
+    cancel "$signal" unedit -wy withdrawn edited
     equal $'-r--r--r-- edited\n-rw-r--r-- withdrawn' "$(stat -c '%A %n' edited withdrawn)"
+    cancel "$signal" login -p p4ssword
   done
 }
 
@@ -104,26 +87,6 @@ it_says_that_it_needs_find() {
   for tool in sh cat printf head; do ln -s "$(command -v "$tool")" "$scratch/few/$tool"; done
   run 127 env PATH="$scratch/few" CVS_GNU_CLIENT="$scratch/show" "$adapter" unedit -wy "$scratch/directory"
   holds 'there is no find'
-}
-
-# The server takes a login and never answers.
-it_cancels_a_login() {
-  local signal silent
-  start_server "SYSTEM:cat >>'$scratch/heard'" 2>"$scratch/reason" || skip "$(cat "$scratch/reason")"
-  silent=:pserver:ann@127.0.0.1:$server_port/repository
-  for signal in HUP INT QUIT TERM; do
-    cancel "$signal" "$scratch/heard" -d "$silent" login -p p4ssword
-  done
-  # shellcheck disable=SC2016 # for the shell that runs it
-  printf '%s\n' 'exec 9>"$scratch/lock"' 'flock 9' \
-    'echo secret | "$scchost" --client "$adapter" --root "$silent" login' >"$scratch/onTerminal"
-  : >"$scratch/heard"
-  export scratch scchost adapter silent
-  (await_text "$scratch/heard" && printf '\003') |
-    timeout 10 env SHELL=/bin/sh script -qec "sh '$scratch/onTerminal'" /dev/null >"$scratch/said"
-  equal 130 $?
-  flock -w 2 "$scratch/lock" true || fail 'Ctrl-C left something of a login'
-  [ ! -s "$HOME/.cvspass" ] || fail 'a cancelled login succeeded'
 }
 
 # withdraws STATUS FILE... -- WORD...: with these words the adapter withdraws just these edits.

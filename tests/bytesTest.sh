@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # What scchost must not lose, and what it must not publish. Beside each refusal stands what must not
 # be refused.
-# shellcheck disable=SC2016,SC2119 # scripts of other shells; called without arguments
 . "$(dirname "$0")/shell.sh"
 
 # On both ways the client works differently: by itself, and through a server.
@@ -61,8 +60,7 @@ EOT
   equal 'nothing is being edited' "$output"
   # It looks at each file right before, not at all of them first.
   does "$bob" 'cvs -Q edit a.c b.c d.c'
-  printf '#!/bin/sh\ncase $* in *unedit*a.c) echo late >>b.c ;; esac\nexec cvs "$@"\n' >"$scratch/late"
-  chmod +x "$scratch/late"
+  program late 'case $* in *unedit*a.c) echo late >>b.c ;; esac; exec cvs "$@"'
   CVS_GNU_CLIENT=$scratch/late in_bob 1 unedit a.c b.c d.c
   holds 'released a.c' 'b.c has changed' 'released d.c'
   keeps b.c '1 2 3 late'
@@ -134,27 +132,22 @@ it_moves_a_conflict_aside() {
     wanted=$(stat -c %y "$bob/d.c")
     in_bob 1 --client false revert d.c
     equal "$wanted" "$(stat -c %y "$bob/d.c")"
-    # shellcheck disable=SC2059 # the format has the name's place
     keeps d.c "$(printf "$marked" d.c)"
-    printf '#!/bin/sh\necho $$ >"%s/client"\nexec sleep 20\n' "$scratch" >"$scratch/slow"
-    chmod +x "$scratch/slow"
+    program slow "echo \$\$ >'$scratch/client'; exec sleep 20"
     "$scchost" -C "$bob" --client "$scratch/slow" revert d.c &
     until [ -s "$scratch/client" ]; do sleep 0.05; done
     kill -KILL $! "$(cat "$scratch/client")"
     wait $! 2>/dev/null
     rm "$scratch/client"
-    # shellcheck disable=SC2059
     keeps .#d.c.1.2.kept "$(printf "$marked" d.c)"
     [ ! -e "$bob/d.c" ] || fail 'd.c was to be fetched'
     in_bob 0 revert d.c
     holds 'restored d.c 1.2'
 
     while IFS='|' read -r file command said; do
-      # shellcheck disable=SC2086 # words
       in_bob 0 $command $file
       holds "$said $file" "; your text is in .#$file.1.2.kept"
       keeps "$file" '1 ann 3'
-      # shellcheck disable=SC2059
       keeps ".#$file.1.2.kept" "$(printf "$marked" "$file")"
     done <<'EOT'
 a.c|revert|reverted
@@ -181,7 +174,6 @@ it_publishes_no_conflict_markers() {
   touch "$bob/c.c"
   printf '<<<<<<< other.c\n=======\n>>>>>>> 1.1\n<<<<<<< d.c\n=======\n' >>"$bob/d.c" # about conflicts
   for command in commit 'commit .' 'commit docs .'; do
-    # shellcheck disable=SC2086 # words
     in_bob 1 $command
     holds 'a.c: it has a conflict' 'e.c: it contains conflict markers' \
       'c.c: it contains conflict markers' 'docs/f.txt: it contains conflict markers' 'nothing is committed'
@@ -209,7 +201,6 @@ it_enters_no_other_repository() {
   echo mine | tee -a "$bob/docs/vendor/l.c" "$bob/docs/f.txt" >>"$bob/a.c"
   before=$(cd "$scratch" && find other bob/docs/vendor -type f -exec md5sum {} +)
   while IFS='|' read -r command status said; do
-    # shellcheck disable=SC2086 # words
     in_bob $status $command
     holds "$said"
     equal "$before" "$(cd "$scratch" && find other bob/docs/vendor -type f -exec md5sum {} +)"
@@ -256,14 +247,12 @@ it_adds_only_what_is_meant() {
   take_tree
   mkdir -p "$bob/new/deep" "$bob/p/q" "$scratch/elsewhere" "$bob/empty"
   echo 1 | tee "$bob/new/deep/n.c" "$bob/plain.c" "$scratch/elsewhere/secret" >"$bob/sub.c"
-  # shellcheck disable=SC2016 # a keyword
   printf '$Id$\0\n' | tee "$bob/binary" "$bob/marked" >"$scratch/binary"
   mkfifo "$bob/pipe"
   ln -s "$scratch/elsewhere" "$bob/link"
   echo mine >>"$bob/docs/f.txt"
   does "$bob" 'cvs -Q rm -f e.c'
   while IFS='|' read -r status path wanted; do
-    # shellcheck disable=SC2086 # words
     run "$status" timeout 20 "$scchost" -C "$bob" add $path
     holds "${wanted//;/$'\n'}"
   done <<'EOT'
@@ -367,7 +356,6 @@ it_writes_a_revision_whole_or_not_at_all() {
   echo old >"$scratch/targets/old"
   printf '1\0\n' >"$bob/b.c"
   for arguments in logo.png b.c docs '-r 7.7 a.c' '-r none a.c' '-r 1.1 none.c'; do
-    # shellcheck disable=SC2086 # words
     in_bob 1 cat -o "$scratch/targets/old" $arguments
     equal old "$(cat "$scratch/targets/old")"
   done

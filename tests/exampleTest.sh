@@ -54,10 +54,6 @@ main.c: Up-to-date, 1.2 here, 1.2 there' "$output"
     holds 'status failed' "cannot find module \`$name/nowhere.c'"
     run 1 "${host[@]}" "$scratch" main.c
     equal "$scratch is not a working copy" "$output"
-    run 2 "$scratch/$name" /etc/passwd "$CVSROOT" "$work" main.c
-    holds /etc/passwd
-    run 2 "$scratch/$name"
-    holds usage
   done
 
   cat >"$scratch/worker.cpp" <<'EOT'

@@ -62,15 +62,22 @@ TEST_F(Operations, RunTheirCommandsUntilOneFails) {
       {[](auto& p) { return p.getFile("src/a.c", true); },
        {".$ update|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.getTo("src/a.c", "", "/dev/null"); }, {".$ update|-p|-r||src/a.c"}},
+      // Only what is modified is replaced before an edit.
       {[](auto& p) { return p.checkout("src/a.c", "x", true); },
        {".$ update|-C|src/a.c", ".$ edit|src/a.c", "./src$ status|-l|a.c"}},
+      {[](auto& p) { return p.checkout("src/a.c", "", false); },
+       {".$ edit|src/a.c", "./src$ status|-l|a.c"}},
+      {[](auto& p) { return p.checkout("src/b.c", nullptr, true); },
+       {".$ edit|src/b.c", "./src$ status|-l|b.c"}},
+      {[](auto& p) { return p.checkout("src/none", "", true); },
+       {".$ edit|src/none", "./src$ status|-l|none"}},
       {[](auto& p) { return p.undoCheckout("src/a.c", false); },
        {".$ unedit|-w|-y|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.undoCheckout("src/a.c", true); },
        {".$ unedit|-y|src/a.c", ".$ update|-C|src/a.c", "./src$ status|-l|a.c"}},
   };
   set("CVSLoginRequired", "Yes");
-  reply("status", 0, statusBlock("a.c", "Locally Modified"));
+  reply("status", 0, statusBlock("a.c", "Locally Modified") + statusBlock("b.c", "Up-to-date"));
   ASSERT_TRUE(known("src/a.c"));  // cached: what succeeds reads it again
   takeCalls();
   for (const auto& [operation, commands] : cases) {
@@ -328,10 +335,8 @@ TEST_F(Operations, ImportANewDirectoryFromAnEmptyOne) {
   for (const auto& [user, parent, name, arguments] : cases) {
     if (user != nullptr) provider.login(user, nullptr, root);
     EXPECT_TRUE(provider.createDirectory(parent, name));
-    const std::string call = takeCalls().at(0);
-    const std::string directory = call.substr(0, call.find(' '));
-    EXPECT_EQ(call.substr(directory.size()),
-              std::string(" (empty, private)$ import|-m|Quillmarsh Generated|") + arguments);
+    const std::string call = takeCalls().at(0), directory = call.substr(0, call.find(' '));
+    EXPECT_EQ(call, directory + " (empty, private)$ import|-m|Quillmarsh Generated|" + arguments);
     EXPECT_FALSE(std::filesystem::exists(directory)) << directory;
   }
   reply("import", 1);
@@ -355,120 +360,77 @@ TEST_F(Operations, AddNewDirectoriesFromTheTopDown) {
   EXPECT_EQ(takeCalls(), Lines{"./src/new$ status|-l"});
 }
 
-TEST_F(Operations, EditCleanOnlyWhatIsModified) {
-  reply("status", 0, statusBlock("clean", "Up-to-date") + statusBlock("dirty", "Locally Modified"));
-  const struct {
-    const char* file;
-    bool clean;
-    Lines commands;
-  } cases[] = {{"clean", true, {".$ edit|clean"}},
-               {"dirty", false, {".$ edit|dirty"}},
-               {"unknown", true, {".$ edit|unknown"}},
-               {"dirty", true, {".$ update|-C|dirty", ".$ edit|dirty"}}};
-  provider.preMulti();  // which neither joins
-  ASSERT_TRUE(known("clean"));
-  takeCalls();
-  for (const auto& [file, clean, commands] : cases) {
-    EXPECT_TRUE(provider.checkout(file, nullptr, clean));
-    Lines expected = commands;
-    expected.push_back(std::string(".$ status|-l|") + file);
-    EXPECT_EQ(takeCalls(), expected);
-  }
-  EXPECT_TRUE(provider.postMulti());
-  EXPECT_EQ(takeCalls(), Lines{});
-}
-
-// One step of a bracket: what is called, what it returns, and what it runs.
-struct Step {
-  Operation operation;
-  bool result = true;
-  Lines commands = {};
-};
-
 class Batches : public ProviderTest {
  protected:
-  void runSteps(const std::vector<Step>& steps) {
-    provider.preMulti();
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-      EXPECT_EQ(steps[i].operation(provider), steps[i].result) << "step " << i;
-      EXPECT_EQ(takeCalls(), steps[i].commands) << "step " << i;
+  // Takes steps of OPERATION, OPERATION:FILE or OPERATION:FILE:TEXT, where "-" is no text at all.
+  // Returns "+" or "-" for each, and takes the calls that all have made together.
+  std::string take(const std::string& steps, Lines& calls) {
+    std::istringstream words(steps);
+    std::string results;
+    for (std::string step; words >> step;) {
+      Lines part;
+      splitString(step.c_str(), ":", part);
+      part.resize(3);
+      const char* const text = part[2] == "-" ? nullptr : part[2].c_str();
+      if (part[0] == "open") provider.preMulti();
+      const bool result = part[0] == "commit"   ? provider.checkin(part[1].c_str(), text)
+                          : part[0] == "add"    ? provider.addFile(part[1].c_str(), text)
+                          : part[0] == "update" ? provider.getFile(part[1].c_str(), part[2].empty())
+                          : part[0] == "edit"   ? provider.checkout(part[1].c_str(), text, false)
+                          : part[0] == "login"  ? provider.login("u", "p", root)
+                                                : part[0] == "open" || provider.postMulti();
+      results += result ? '+' : '-';
     }
+    calls = takeCalls();
+    return results;
   }
-
-  static bool close(CVSInterface& p) { return p.postMulti(); }
 };
 
-Operation commit(const char* file, const char* comment) {
-  return [=](CVSInterface& p) { return p.checkin(file, comment); };
-}
-Operation update(const char* file, bool keepChanges) {
-  return [=](CVSInterface& p) { return p.getFile(file, keepChanges); };
-}
-Operation add(const char* file, const char* comment) {
-  return [=](CVSInterface& p) { return p.addFile(file, comment); };
-}
-bool logIn(CVSInterface& p) {
-  return p.login("u", "p", "/repo");
-}
-bool openAgain(CVSInterface& p) {
-  p.preMulti();
-  return true;
-}
-
 TEST_F(Batches, RunAsOneCommand) {
-  const std::vector<Step> cases[] = {
-      {{close}, {commit("a", "A"), true, {".$ commit|-m|A|a"}}},
-      {{commit("a", "A")},
-       {openAgain},
-       {commit("b", "B")},
-       {commit("a", "C")},
-       {close, true, {".$ commit|-m|A|a|b|a"}},
-       {close}},
-      {{commit("a", nullptr)}, {close, true, {".$ commit|-m|no comment|a"}}},
-      {{commit("a", "")}, {commit("b", "B")}, {close, true, {".$ commit|-m||a|b"}}},
-      {{commit("a", "A")}, {update("b", false)}, {close, true, {".$ commit|-m|A|a|b"}}},
-      {{update("a", false)}, {update("b", true)}, {close, true, {".$ update|-C|a|b"}}},
-      {{update("a", true)}, {commit("b", "B")}, {close, true, {".$ update|a|b"}}},
-      {{add("src/n", ""), true, {"./src$ add|n"}},
-       {commit("b", "B")},
-       {close, true, {".$ commit|-m|no comment|src/n|b"}}},
-      {{commit("a", "A")},
-       {add("n", "N"), true, {".$ add|n"}},
-       {close, true, {".$ commit|-m|A|a|n"}}},
+  const struct {
+    const char* steps;
+    Lines commands;
+  } cases[] = {
+      {"open close commit:a:A", {".$ commit|-m|A|a"}},
+      {"open commit:a:A open commit:b:B commit:a:C close close", {".$ commit|-m|A|a|b|a"}},
+      {"open commit:a:- close", {".$ commit|-m|no comment|a"}},
+      {"open commit:a commit:b:B close", {".$ commit|-m||a|b"}},
+      {"open commit:a:A update:b:-C close", {".$ commit|-m|A|a|b"}},
+      {"open update:a:-C update:b close", {".$ update|-C|a|b"}},
+      {"open update:a commit:b:B close", {".$ update|a|b"}},
+      {"open add:src/n commit:b:B close", {"./src$ add|n", ".$ commit|-m|no comment|src/n|b"}},
+      {"open commit:a:A add:n:N close", {".$ add|n", ".$ commit|-m|A|a|n"}},
       // A login makes the batch forget its command, and nothing else.
-      {{commit("a", "A")}, {logIn}, {commit("b", "B")}, {close, true, {".$ commit|-m|A|-m|B|a|b"}}},
-      {{commit("a", "A")},
-       {logIn},
-       {add("n", "N"), true, {".$ add|n"}},
-       {close, true, {".$ commit|-m|A|-m|N|a|n"}}},
-      {{commit("a", "A")}, {logIn}, {update("b", false)}, {close, true, {".$ update|-C|a|b"}}},
-      {{commit("a", "A")}, {logIn}, {close, true, {".$ |-m|A|a"}}},
+      {"open commit:a:A login commit:b:B close", {".$ commit|-m|A|-m|B|a|b"}},
+      {"open commit:a:A login add:n:N close", {".$ add|n", ".$ commit|-m|A|-m|N|a|n"}},
+      {"open commit:a:A login update:b:-C close", {".$ update|-C|a|b"}},
+      {"open commit:a:A login close", {".$ |-m|A|a"}},
+      // An edit does not join; it reads the status, and so comes last.
+      {"open edit:a:- close", {".$ status|-l", ".$ edit|a", ".$ status|-l|a"}},
   };
-  for (const auto& steps : cases) runSteps(steps);
+  for (const auto& [steps, commands] : cases) {
+    Lines calls;
+    EXPECT_EQ(take(steps, calls).find('-'), std::string::npos) << steps;
+    EXPECT_EQ(calls, commands) << steps;
+  }
 }
 
 TEST_F(Batches, StayOpenAndWholeAfterAFailure) {
+  Lines calls;
+  const std::string first = ".$ commit|-m|A|a";
   reply("commit", 1, "", "not up to date");
   reply("add:bad", 1);
-  runSteps({{commit("a", "A")},
-            {close, false, {".$ commit|-m|A|a"}},
-            {close, false, {".$ commit|-m|A|a"}},
-            {add("bad", "B"), false, {".$ add|bad"}},
-            {commit("b", "B")},
-            {close, false, {".$ commit|-m|A|a|b"}}});
+  EXPECT_EQ(take("open commit:a:A close close add:bad:B commit:b:B close", calls), "++---+-");
+  EXPECT_EQ(calls, (Lines{first, first, ".$ add|bad", first + "|b"}));
   EXPECT_STREQ(provider.getLastError(), "not up to date");
 
   // It runs wherever the root is by then, and then reads every file again, in order.
   reply("commit", 0);
   reply("status", 0, statusBlock("x", "Up-to-date"));
   ASSERT_TRUE(known("src/x"));
-  EXPECT_TRUE(provider.checkin("src/x", "X") && provider.checkin("src/x", "X"));
-  takeCalls();
-  EXPECT_TRUE(provider.postMulti());
-  EXPECT_EQ(takeCalls(),
-            (Lines{".$ commit|-m|A|a|b|src/x|src/x", "./src$ status|-l|x", "./src$ status|-l|x"}));
-  EXPECT_TRUE(provider.checkin("c", "C"));
-  EXPECT_EQ(takeCalls(), Lines{".$ commit|-m|C|c"});
+  EXPECT_EQ(take("commit:src/x:X commit:src/x:X close commit:c:C", calls), "++++");
+  EXPECT_EQ(calls, (Lines{"./src$ status|-l", first + "|b|src/x|src/x", "./src$ status|-l|x",
+                          "./src$ status|-l|x", ".$ commit|-m|C|c"}));
 }
 
 }  // namespace

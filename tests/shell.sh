@@ -1,5 +1,5 @@
-# What the end-to-end tests share; sourced by each, called as: TEST BUILD-DIRECTORY
-# shellcheck shell=bash disable=SC2034
+# What the end-to-end tests share; sourced by each, called as TEST BUILD-DIRECTORY [SCENARIO]
+# shellcheck shell=bash
 set -uo pipefail
 unset CVSROOT CVS_CLIENT_LOG CVS_GNU_CLIENT CVS_PASSFILE CVS_RSH
 export TERM=xterm # one with colours
@@ -51,19 +51,19 @@ holds() {
 # equal WANTED FOUND
 equal() { [ "$1" = "$2" ] || fail "found '$2' instead of '$1'"; }
 
-finish() { exit $((failures > 0)); }
-
-# A test of several scenarios has a function for each, whose name begins with "it_" and tells what
-# must hold. Called as TEST BUILD-DIRECTORY [SCENARIO], and ends with: run_scenarios "$@".
+# A script has a function for each scenario, whose name begins with "it_" and tells what must hold.
+# It is called as TEST BUILD-DIRECTORY [SCENARIO], and ends with: run_scenarios "$@".
 run_scenarios() {
-  local scenario scenarios=${2-}
-  [ -n "$scenarios" ] || scenarios=$(sed -n 's/^\(it_[a-z_]*\)() {.*/\1/p' "$0")
+  local scenario
   command -v cvs >/dev/null || skip "there is no cvs client on this machine"
-  for scenario in $scenarios; do
-    cd "$scratch" || exit
-    "$scenario"
-  done
-  finish
+  if [ -n "${2-}" ]; then
+    cd "$scratch" && "$2"
+    exit $((failures > 0))
+  fi
+  while read -r scenario; do
+    "$0" "$1" "$scenario" || [ $? -eq 77 ] || failures=1
+  done < <(sed -n 's/^\(it_[a-z_]*\)() {.*/\1/p' "$0")
+  exit "$failures"
 }
 
 # Makes $scratch/repository, to which CVSROOT leads by the method that is given, and the working

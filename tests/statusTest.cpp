@@ -200,21 +200,22 @@ TEST_F(StatusCache, ReadsOneSavedFileAgain) {
 
   // What cannot be read, or has no status that counts, stays as it was; without editors the mark
   // of an edit goes.
-  reply("status:a.c", 1, statusBlock("a.c", "Needs Patch"));
-  EXPECT_TRUE(provider.saved("src/a.c"));
-  reply("status:a.c", 0, statusBlock("a.c", "Locally Removed"));
-  EXPECT_TRUE(provider.saved("src/a.c"));
-  EXPECT_EQ(provider.getFileStatus("src/a.c")->statusText, "Locally Modified");
-  reply("status:a.c", 0, statusBlock("a.c", "Up-to-date"));
-  reply("editors:a.c", 1, "a.c\tme\tnow\there\t/w\n");
-  EXPECT_TRUE(provider.saved("src/a.c"));
-  EXPECT_FALSE(provider.getFileStatus("src/a.c")->edited);
-  reply("editors:a.c", 0, "a.c\tme\tnow\there\t/w\n");
-  EXPECT_TRUE(provider.saved("src/a.c"));
-  EXPECT_TRUE(provider.getFileStatus("src/a.c")->edited);
-  set("CVSEditSupported", "No");
-  EXPECT_TRUE(provider.saved("src/a.c"));
-  EXPECT_FALSE(provider.getFileStatus("src/a.c")->edited);
+  const struct {
+    int status, editors;
+    const char *text, *edits, *wanted;
+  } cases[] = {{1, 0, "Needs Patch", "Yes", "Locally Modified e"},
+               {0, 0, "Locally Removed", "Yes", "Locally Modified e"},
+               {0, 1, "Up-to-date", "Yes", "Up-to-date"},
+               {0, 0, "Up-to-date", "Yes", "Up-to-date e"},
+               {0, 0, "Needs Patch", "No", "Needs Patch"}};
+  for (const auto& [status, editors, text, edits, wanted] : cases) {
+    set("CVSEditSupported", edits);
+    reply("status:a.c", status, statusBlock("a.c", text));
+    reply("editors:a.c", editors, "a.c\tme\tnow\there\t/w\n");
+    EXPECT_TRUE(provider.saved("src/a.c"));
+    const CVSFileStatus& record = *provider.getFileStatus("src/a.c");
+    EXPECT_EQ(record.statusText + (record.edited ? " e" : ""), wanted);
+  }
 }
 
 }  // namespace

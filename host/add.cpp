@@ -19,8 +19,13 @@ std::string findObstacle(const Job& job, const File& file) {
   if (kind == FileKind::none) return file.entry.isRemoved() ? "" : "does not exist";
   if (kind == FileKind::other) return "is neither a file nor a directory";
   if (kind == FileKind::directory) {
-    return isUnderControl(path) ? "is a directory under version control; name what is new in it"
-                                : "";
+    if (isUnderControl(path)) return "is a directory under version control; name what is new in it";
+    for (const auto& name : listNames(path)) {
+      if (!isUnderControl(path + '/' + name)) continue;
+      return "cannot be added: " + shown(file.path + '/' + name) +
+             " is a working copy, and the client would commit what is changed there";
+    }
+    return "";
   }
   if (file.entry.listed || job.line.force || !holdsNul(path)) return "";
   return "holds NUL bytes, and as text, which add makes it, it would change: mark it as binary "

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 
 #include "commandLine.h"
@@ -13,6 +14,11 @@ struct Job {
   Provider& provider;  // tied to the working copy if the command takes files
   std::FILE* input;    // the standard input, or null if it was closed
   Paths paths;         // its files, relative to the working copy, as the provider takes them
+
+  // Whether the user has named that path itself.
+  bool names(const std::string& path) const {
+    return std::find(paths.begin(), paths.end(), path) != paths.end();
+  }
 };
 
 // The program's commands. Each reports its failures and returns the exit status.

@@ -1,12 +1,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "console.h"
 #include "files.h"
 #include "operations.h"
 #include "survey.h"
+
+namespace fs = std::filesystem;  // for the text of paths only
 
 namespace {
 
@@ -32,9 +36,19 @@ bool containsMarkers(const std::string& path) {
   return found == 3;
 }
 
+// Why a commit must not take a file, also one that the user has named; empty when it may.
+std::string findObstacle(const Session& session, const File& file) {
+  const fs::path place = session.pathOf(file.path), administration = place.parent_path() / "CVS";
+  if (access(administration.c_str(), W_OK) != 0) {
+    return "cannot write to " + administration.string() + ": " + std::strerror(errno);
+  }
+  const bool isMissing = file.entry.listed && !file.here && !file.entry.isRemoved();
+  return isMissing ? "it is missing; update brings it" : "";
+}
+
 // Why a commit of a whole directory must not take a file as it is; empty when it may.
 std::string findObstacle(const Session& session, const FileStatus& file) {
-  if (file.state == State::conflict) return "it has a conflict, to be resolved first";
+  if (file.state == State::conflict) return conflictToResolve;
   if (file.state == State::dead) return "it no longer exists in the repository; update first";
   const bool isMarked = file.isModified() && containsMarkers(session.pathOf(file.file.path));
   return isMarked ? "it contains conflict markers" : "";
@@ -48,32 +62,14 @@ bool addChanged(const Job& job, const FileGroups& groups, Paths& changed) {
     complaints.add(directory.directory, directory.reason);
     for (const auto& file : directory.files) {
       const std::string& path = file.file.path;
-      const bool isNamed = std::count(job.paths.begin(), job.paths.end(), path) > 0;
       complaints.add(path, file.reason);
-      if (!isNamed) complaints.add(path, findObstacle(job.session, file), true);
+      if (!job.names(path)) complaints.add(path, findObstacle(job.session, file), true);
       const bool isScheduled = file.state == State::added || file.state == State::removed;
-      if (isScheduled || file.isModified()) changed.push_back(path);
+      if (isScheduled || file.isModified() || job.names(path)) changed.push_back(path);
     }
   });
   if (complaints.report() == exitSuccess) return true;
   complain("nothing is committed; name the files to commit");
-  return false;
-}
-
-// Whether the names fit on one command line; if not, that is reported.
-bool fitOneCommand(const Job& job, const Paths& paths) {
-  // The system counts each word and a pointer to it, the environment too. It never takes more.
-  constexpr std::size_t most = 6 << 20, pointer = 8, forOptions = 1000;
-  const Session& session = job.session;
-  std::size_t size =
-      session.client.size() + session.root.size() + job.line.message.size() + forOptions;
-  for (char** variable = environ; *variable != nullptr; ++variable) {
-    size += std::strlen(*variable) + 1 + pointer;
-  }
-  for (const auto& path : paths) size += asArgument(path).size() + 1 + pointer;
-  if (size <= std::min(most, static_cast<std::size_t>(sysconf(_SC_ARG_MAX)))) return true;
-  complain("the names of " + std::to_string(paths.size()) +
-           " files are more than one command line holds; name fewer, such as one directory");
   return false;
 }
 
@@ -87,25 +83,32 @@ std::string describeCommit(const File& before, const File& after) {
 }  // namespace
 
 int commitFiles(Job& job) {
-  const std::string& directory = job.session.directory;
   Paths changed;
   FileGroups toSearch;
   for (const auto& group : findOwnFiles(job)) {
-    if (group.isWhole) {
-      toSearch.push_back(group);
-    } else {
-      for (const auto& file : group.files) changed.push_back(file.path);
+    if (group.isWhole) toSearch.push_back(group);
+    for (const auto& file : group.isWhole ? std::vector<File>() : group.files) {
+      changed.push_back(file.path);
     }
   }
-  const std::size_t named = changed.size();
   if (!toSearch.empty() && !addChanged(job, toSearch, changed)) return exitFailure;
-  if (!fitOneCommand(job, changed)) return exitFailure;
-  for (std::size_t i = named; i < changed.size(); ++i) say("committing " + shown(changed[i]));
-  const FileGroups before = findFiles(directory, changed);
+  const FileGroups before = findFiles(job.session, changed);
+  Complaints complaints;
+  for (const auto& group : before) {
+    const bool isTaken = std::count(changed.begin(), changed.end(), group.directory) > 0;
+    if (isTaken) complaints.add(group.directory, "it has a directory in its place");
+    for (const auto& file : group.files) {
+      complaints.add(file.path, findObstacle(job.session, file));
+    }
+  }
+  if (complaints.report() != exitSuccess) return exitFailure;
+  for (const auto& path : changed) {
+    if (!job.names(path)) say("committing " + shown(path));
+  }
   const int status = runAsOne(job, changed, "commit", [&](const char* file) {
     return job.provider->checkin(file, job.line.message.c_str());
   });
-  const bool hasSaid = sayChanges(before, findFiles(directory, changed), describeCommit);
+  const bool hasSaid = sayChanges(before, findFiles(job.session, changed), describeCommit);
   if (status == exitSuccess && !hasSaid) say("nothing is modified");
   return status;
 }

@@ -84,10 +84,10 @@ bool readLine(std::FILE* file, std::string& line) {
 
 FilePointer takeStandardInput() {
   const int taken = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  const int nothing = open("/dev/null", O_RDONLY);
-  if (nothing != STDIN_FILENO) {
-    dup2(nothing, STDIN_FILENO);
-    close(nothing);
-  }
+  close(STDIN_FILENO);
+  // Closed streams are taken, too: no file may become the standard output.
+  int nothing = STDIN_FILENO;
+  while (nothing >= STDIN_FILENO && nothing <= STDERR_FILENO) nothing = open("/dev/null", O_RDONLY);
+  close(nothing);
   return FilePointer(taken == -1 ? nullptr : fdopen(taken, "r"));
 }

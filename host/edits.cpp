@@ -11,9 +11,9 @@
 
 namespace {
 
-bool announce(Job& job, const std::string& path, bool clean) {
+bool announce(Job& job, const std::string& path) {
   return runOn(job, path, "edit",
-               [&](const char* file) { return job.provider->checkout(file, nullptr, clean); });
+               [&](const char* file) { return job.provider->checkout(file, nullptr, false); });
 }
 
 bool fetch(Job& job, const std::string& path, bool keepChanges) {
@@ -37,12 +37,11 @@ bool isReplaceable(Job& job, const File& file) {
 // Replaces a file by the repository's and announces an edit. Returns the exit status.
 int editClean(Job& job, const File& file) {
   if (!isReplaceable(job, file)) return exitFailure;
-  // With a conflict, the client would not replace it, and the provider would not ask it to.
   KeptTexts kept(job.session.directory, file, file.entry.revision, file.hasOpenConflict);
-  const bool isFetched = !file.hasOpenConflict || fetch(job, file.path, false);
-  const bool succeeded = isFetched && announce(job, file.path, !file.hasOpenConflict);
+  // The provider would replace only what it takes for modified.
+  const bool succeeded = fetch(job, file.path, false) && announce(job, file.path);
   kept.end(succeeded);
-  const std::string verb = succeeded ? "editing " : "reverted ";
+  const std::string verb = succeeded ? "editing " : "replaced ";
   if (succeeded || kept.isReplaced()) say(verb + shown(file.path) + kept.describe());
   return succeeded ? exitSuccess : exitFailure;
 }
@@ -91,13 +90,13 @@ int withdraw(Job& job, const File& file) {
   KeptTexts kept(job.session.directory, file, revision, isInTheWay);
   if (!isHere(place) && !bringBack(job, file)) return exitFailure;
   const bool needsNewCopy = !revert && !isUnchanged(place);
-  const bool succeeded = (!needsNewCopy || announce(job, file.path, false)) &&
+  const bool succeeded = (!needsNewCopy || announce(job, file.path)) &&
                          runOn(job, file.path, "unedit", [&](const char* name) {
                            return job.provider->undoCheckout(name, revert);
                          });
   kept.end(succeeded);
   if (!file.here) say("restored " + shown(file.path));
-  const std::string verb = kept.isReplaced() ? "reverted " : "released ";
+  const std::string verb = !kept.isReplaced() ? "released " : succeeded ? "reverted " : "replaced ";
   if (succeeded || kept.isReplaced()) say(verb + shown(file.path) + kept.describe());
   return succeeded ? exitSuccess : exitFailure;
 }
@@ -125,11 +124,11 @@ int forEachFile(const Job& job, const std::function<int(const File& file)>& hand
 int editFiles(Job& job) {
   if (job.line.clean)
     return forEachFile(job, [&](const File& file) { return editClean(job, file); });
-  const FileGroups groups = findFiles(job.session.directory, job.paths);
+  const FileGroups groups = findFiles(job.session, job.paths);
   if (reachesForeign(groups, job)) return exitFailure;
   int status = exitSuccess;
   for (const auto& path : job.paths) {
-    if (!announce(job, path, false)) status = exitFailure;
+    if (!announce(job, path)) status = exitFailure;
   }
   const bool hasSaid = sayChanges(groups, {}, [&](const File& file, const File&) {
     return isEdited(job, file) ? "editing " + shown(file.path) : "";
@@ -141,11 +140,10 @@ int editFiles(Job& job) {
 int uneditFiles(Job& job) {
   bool isAnyEdited = false;
   const int status = forEachFile(job, [&](const File& file) {
-    const bool isNamed = std::count(job.paths.begin(), job.paths.end(), file.path) > 0;
     const bool hasCopy = isEdited(job, file);
     isAnyEdited = isAnyEdited || hasCopy;
     if (hasCopy) return withdraw(job, file);
-    return isNamed ? fail(shown(file.path) + " is not being edited") : exitSuccess;
+    return job.names(file.path) ? fail(shown(file.path) + " is not being edited") : exitSuccess;
   });
   if (!isAnyEdited && status == exitSuccess) say("nothing is being edited");
   return status;

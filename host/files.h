@@ -42,10 +42,17 @@ bool holdsNul(const std::string& path);
 // Renames a file, unless the new name is taken (EEXIST). Sets errno on failure.
 bool moveFile(const std::string& from, const std::string& to);
 
+// Copies the bytes of a regular file in the same way.
+bool copyFile(const std::string& from, const std::string& to);
+
 struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using FilePointer = std::unique_ptr<std::FILE, CloseFile>;
+
+// Makes a file whose name ends in six letters of its own in place of the last six of `path`, and
+// writes that name there. Null, with errno set, when it cannot be made.
+FilePointer makeFile(std::string& path);
 
 // Opens a file without a name in the system's temporary directory: nothing is left of it however
 // the program ends. Throws std::system_error when there can be none.

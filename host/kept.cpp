@@ -1,5 +1,7 @@
 #include "kept.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <system_error>
 
@@ -11,7 +13,7 @@ namespace {
 // Where the client keeps the text of a file that it replaces. It overwrites an earlier one.
 std::string backupOf(const std::string& path, const std::string& revision) {
   const std::size_t name = path.rfind('/') + 1;
-  return path.substr(0, name) + ".#" + path.substr(name) + '.' + revision;
+  return path.substr(0, name) + ".#" + path.substr(name) + (revision.empty() ? "" : ".") + revision;
 }
 
 }  // namespace
@@ -19,18 +21,23 @@ std::string backupOf(const std::string& path, const std::string& revision) {
 KeptTexts::KeptTexts(const std::string& workingCopy, const File& file, const std::string& revision,
                      bool movesFile)
     : directory_(workingCopy + '/'), path_(file.path), backup_(backupOf(path_, revision)) {
-  if (movesFile) text_ = moveAway(path_, backupOf(path_, file.entry.revision));
-  if (isHere(directory_ + backup_)) earlier_ = moveAway(backup_, backup_);
+  const bool copiesFile =
+      kindOf(directory_ + path_) == FileKind::regular && (file.hasOpenConflict || file.isLink);
+  if (movesFile || copiesFile) {
+    text_ = keep(path_, backupOf(path_, file.entry.revision), movesFile ? moveFile : copyFile);
+  }
+  if (isHere(directory_ + backup_)) earlier_ = keep(backup_, backup_, moveFile);
 }
 
 KeptTexts::~KeptTexts() {
   if (!hasEnded_) end(false);
 }
 
-std::string KeptTexts::moveAway(const std::string& path, const std::string& name) const {
+std::string KeptTexts::keep(const std::string& path, const std::string& name,
+                            bool (*take)(const std::string&, const std::string&)) const {
   std::string to = name + ".kept";
-  for (int number = 2; !moveFile(directory_ + path, directory_ + to); ++number) {
-    const std::string what = "cannot move " + path + " to " + to;
+  for (int number = 2; !take(directory_ + path, directory_ + to); ++number) {
+    const std::string what = "cannot keep " + path + " as " + to;
     if (errno != EEXIST) throw std::system_error(errno, std::generic_category(), what);
     to = name + ".kept." + std::to_string(number);
   }
@@ -46,6 +53,9 @@ void KeptTexts::end(bool succeeded) {
   };
   isBackupOld_ = moveBack(earlier_, backup_);
   if (!succeeded) moveBack(text_, path_);
+  if (text_.empty() || !haveSameBytes(directory_ + text_, directory_ + path_)) return;
+  unlink((directory_ + text_).c_str());
+  text_.clear();
 }
 
 bool KeptTexts::isBackedUp() const {

@@ -5,21 +5,22 @@
 #include "workingCopy.h"
 
 // Keeps the texts of one file that the client would replace without a trace: the file itself, if it
-// is moved away, so that the client fetches it as a missing one; and what the client's own backup,
-// ".#NAME.REVISION", would overwrite. Each is moved to a name that the client never writes: the
-// backup's with ".kept" and where that is taken a number behind it. So whenever the program is
-// interrupted, the bytes are there under one of the two names.
+// is moved away, so that the client fetches it as a missing one; what the client's own backup,
+// ".#NAME.REVISION", would overwrite; and a copy of what that backup would miss, the text behind a
+// link and that of a conflict. Each goes to a name that the client never writes: the backup's with
+// ".kept" and where that is taken a number behind it. So whenever the program is interrupted, the
+// bytes are there under one of the two names.
 class KeptTexts {
  public:
   // `revision` is that of the client's backup. Throws std::system_error when something cannot be
-  // moved.
+  // moved or copied.
   KeptTexts(const std::string& workingCopy, const File& file, const std::string& revision,
             bool movesFile);
   ~KeptTexts();
   KeptTexts(const KeptTexts&) = delete;
   KeptTexts& operator=(const KeptTexts&) = delete;
 
-  // To be called after the client: moves back what it has not replaced. But after a success a file
+  // To be called after the client: takes back what it has not replaced. But after a success a file
   // that is gone was meant to go.
   void end(bool succeeded);
 
@@ -30,7 +31,8 @@ class KeptTexts {
   std::string describe() const;
 
  private:
-  std::string moveAway(const std::string& path, const std::string& name) const;
+  std::string keep(const std::string& path, const std::string& name,
+                   bool (*take)(const std::string& from, const std::string& to)) const;
   bool isBackedUp() const;
 
   const std::string directory_, path_, backup_;  // the working copy, and paths there

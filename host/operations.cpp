@@ -71,12 +71,17 @@ int runAsOne(Job& job, const Paths& paths, const std::string& command,
     return isBatch ? provider->postMulti() : operation(asArgument(paths[0]).c_str());
   });
   if (succeeded) return status;
-  if (mayFailSilently && findWarnings(provider.lastError().text).empty()) return exitFailure;
+  const bool isSilent = findWarnings(provider.lastError().text).empty();
+  if (mayFailSilently && isSilent) return exitFailure;
+  if (isBatch && isSilent) {
+    complain("the names of " + std::to_string(paths.size()) +
+             " files may be more than one command line holds; name fewer, such as one directory");
+  }
   return reportFailure(provider, isBatch ? command : command + ' ' + shown(paths[0]));
 }
 
 FileGroups findOwnFiles(const Job& job) {
-  FileGroups groups = findFiles(job.session.directory, job.paths);
+  FileGroups groups = findFiles(job.session, job.paths);
   const auto isForeign = [](const FileGroup& group) {
     if (group.state != FileGroup::State::foreign) return false;
     complain(shown(group.directory) + " belongs to another repository and is left out");

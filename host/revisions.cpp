@@ -87,17 +87,20 @@ bool copy(const FilePointer& from, std::ostream& to) {
 // set, when not all could be written.
 bool writeTo(const std::string& target, const FilePointer& from) {
   if (target.empty()) return copy(from, std::cout);
-  struct stat found = {};
+  struct stat found = {}, standard = {};
   const bool isThere = stat(target.c_str(), &found) == 0;
   const bool isFile = isThere ? S_ISREG(found.st_mode) : !isHere(target);
-  // The standard output has such a name, and may be a file.
-  if (!isFile || target.rfind("/dev/", 0) == 0) {
+  // The standard output has names, too, and may be a file.
+  fstat(STDOUT_FILENO, &standard);
+  const bool isSame = found.st_ino == standard.st_ino && found.st_dev == standard.st_dev;
+  if (isThere && isSame) return copy(from, std::cout);
+  if (!isFile) {
     std::ofstream output(target, std::ios::binary);
     return output && copy(from, output);
   }
   const std::string place = resolve(target).value_or(target);
   std::string beside = place + ".XXXXXX";
-  const FilePointer file(fdopen(mkostemp(beside.data(), O_CLOEXEC), "w"));
+  const FilePointer file = makeFile(beside);
   if (file == nullptr) return false;
   const mode_t mask = umask(0);
   umask(mask);
@@ -214,9 +217,12 @@ int showDifferences(Job& job) {
     for (const auto& file : directory.files) {
       complaints.add(file.file.path, file.reason);
       if (file.isModified() || file.state == State::dead) changed.push_back(file);
-      if (file.state != State::conflict) continue;
-      complaints.add(file.file.path, "it has a conflict: edit the conflict markers away first",
-                     true);
+      if (file.state == State::conflict) complaints.add(file.file.path, conflictToResolve, true);
+      const bool isLeft = file.state == State::added || file.state == State::removed ||
+                          file.state == State::missing;
+      if (isLeft && job.names(file.file.path)) {
+        complaints.add(file.file.path, "it is " + textOf(file));
+      }
     }
   });
   int status = complaints.report() == exitSuccess ? same : exitTrouble;

@@ -117,7 +117,7 @@ std::string findObstacle(const Job& job, bool needsFiles) {
            "/CVS/Root does not say, and CVSROOT is not set; name one with --root";
   }
   for (const auto& path : job.paths) {
-    const auto foreign = needsFiles ? findForeign(directory, path) : std::nullopt;
+    const auto foreign = needsFiles ? findForeign(job.session, path) : std::nullopt;
     if (!foreign.has_value()) continue;
     return shown(path) + " belongs to another repository; name its working copy with -C " +
            shown(job.session.pathOf(*foreign));

@@ -74,13 +74,6 @@ void printTotals(const std::map<std::string, std::size_t>& counts) {
   std::cout << files << (files == 1 ? " file" : " files") << states << '\n';
 }
 
-std::string textOf(const FileStatus& file) {
-  // In the order of the states.
-  constexpr const char* texts[] = {"",         "added", "removed",   "missing",
-                                   "conflict", "dead",  "no status", "unknown"};
-  return file.state == State::told ? file.answer.statusText : texts[static_cast<int>(file.state)];
-}
-
 // The client's own default.
 constexpr char defaultPatterns[] =
     ". .. RCS SCCS CVS CVS.adm RCSLOG cvslog.* tags TAGS .make.state .nse_depinfo *~ #* .#* ,* _$* "

@@ -113,8 +113,7 @@ class Questioner {
   // Adds the files of a directory that is not here, as the repository lists them.
   void listMissing(const std::string& directory) {
     for (const auto& name : list(directory, false)) {
-      status_.files.push_back(
-          {{directory + '/' + name, {}, false, false, {}}, State::missing, {}, ""});
+      status_.files.push_back({{directory + '/' + name, {}}, State::missing, {}, ""});
     }
     for (const auto& name : list(directory, true)) listMissing(directory + '/' + name);
   }
@@ -136,6 +135,13 @@ class Questioner {
 };
 
 }  // namespace
+
+std::string textOf(const FileStatus& file) {
+  // In the order of the states.
+  constexpr const char* texts[] = {"",         "added", "removed",   "missing",
+                                   "conflict", "dead",  "no status", "unknown"};
+  return file.state == State::told ? file.answer.statusText : texts[static_cast<int>(file.state)];
+}
 
 void survey(const Session& session, const FileGroups& groups,
             const std::function<void(const DirectoryStatus&)>& handle) {

@@ -19,6 +19,8 @@ enum class State {
   unknown,   // neither listed here nor found in the repository
 };
 
+constexpr char conflictToResolve[] = "it has a conflict, to be resolved first";
+
 // One file, and what is known of its state.
 struct FileStatus {
   File file;
@@ -28,6 +30,9 @@ struct FileStatus {
 
   bool isModified() const { return state == State::told && answer.modified; }
 };
+
+// The state in words.
+std::string textOf(const FileStatus& file);
 
 struct DirectoryStatus {
   std::string directory;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <map>
 
 #include "console.h"
@@ -21,6 +22,7 @@ std::string describeUpdate(const Session& session, const File& before, const Fil
     return describeChange(after.entry.isMerged() ? "merged" : "updated", path, from, to);
   }
   if (after.here == before.here && after.contents == before.contents) return "";
+  if (!after.isAsFetched) return "left incomplete: " + shown(path);
   return describeChange(before.here ? "reverted" : "restored", path, "", to);
 }
 
@@ -71,7 +73,7 @@ std::string whyNotUpdated(Job& job, const File& before) {
 int updateFiles(Job& job) {
   const bool clean = job.line.clean;
   const std::string& directory = job.session.directory;
-  const FileGroups before = findFiles(directory, job.paths);
+  const FileGroups before = findFiles(job.session, job.paths);
   if (reachesForeign(before, job)) return exitFailure;
   std::vector<File> named;
   for (const auto& path : job.paths) named.push_back(findFile(directory, path));
@@ -90,16 +92,21 @@ int updateFiles(Job& job) {
   int status = runAsOne(job, job.paths, "update", getFile, mayFailSilently);
   for (auto& [path, texts] : kept) texts.end(status == exitSuccess);
 
-  const FileGroups after = findFiles(directory, job.paths);
+  const FileGroups after = findFiles(job.session, job.paths);
   const bool hasSaid = sayChanges(before, after, [&](const File& old, const File& now) {
     const std::string line = describeUpdate(job.session, old, now);
     return line.empty() || old.path.empty() ? line : line + kept.at(old.path).describe();
   });
-  if (explainConflicts(after) != exitSuccess || status != exitSuccess) return exitFailure;
-  for (const auto& file : named) {
+  for (const auto& file : status == exitSuccess || mayFailSilently ? named : std::vector<File>()) {
     const std::string reason = whyNotUpdated(job, file);
     if (!reason.empty()) status = fail(shown(file.path) + ' ' + reason);
   }
+  for (const auto& group : before) {
+    const bool isUnreadable = group.state == FileGroup::State::unreadable;
+    if (isUnreadable && status == exitSuccess)
+      status = fail("cannot tell what is in " + shown(group.directory));
+  }
+  status = std::max(status, explainConflicts(after));
   if (status == exitSuccess && !hasSaid) say(clean ? "nothing to revert" : "nothing to update");
   return status;
 }

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "files.h"
+#include "provider.h"
 #include "root.h"
 
 namespace fs = std::filesystem;  // for the text of paths only
@@ -54,8 +55,10 @@ std::string timestampOf(const struct stat& file) {
 // Gathers the files of findFiles, each once.
 class Finder {
  public:
-  explicit Finder(const std::string& workingCopy)
-      : workingCopy_(workingCopy), root_(readRecordedRoot(workingCopy)) {}
+  explicit Finder(const std::string& workingCopy, const std::string& root = "")
+      : workingCopy_(workingCopy), root_(readRecordedRoot(workingCopy)) {
+    if (root_.empty()) root_ = root;
+  }
 
   File look(const std::string& path) {
     const fs::path file(path);
@@ -68,7 +71,7 @@ class Finder {
   // Whether a directory records another repository than the working copy itself does.
   bool isForeign(const std::string& directory) const {
     const std::string root = readRecordedRoot(workingCopy_ + '/' + directory);
-    return !root.empty() && !root_.empty() && !isSameRepository(root, root_);
+    return !root.empty() && !isSameRepository(root, root_);
   }
 
   FileGroups find(const Paths& paths) {
@@ -78,14 +81,20 @@ class Finder {
 
  private:
   File look(const std::string& path, const Entry& entry) const {
-    File file = {path, entry, false, false, {}};
+    File file = {path, entry};
     struct stat found = {};
     if (lstat((workingCopy_ + '/' + path).c_str(), &found) == -1) {
       file.here = errno != ENOENT && errno != ENOTDIR;
       return file;
     }
     file.here = true;
-    file.hasOpenConflict = entry.timestamp.find('+' + timestampOf(found)) != std::string::npos;
+    file.isLink = S_ISLNK(found.st_mode);
+    struct stat target = found;  // the client goes by the newer one
+    stat((workingCopy_ + '/' + path).c_str(), &target);
+    if (target.st_mtim.tv_sec > found.st_mtim.tv_sec) found = target;
+    const std::string timestamp = timestampOf(found);
+    file.hasOpenConflict = entry.timestamp.find('+' + timestamp) != std::string::npos;
+    file.isAsFetched = entry.timestamp == timestamp;
     file.contents = {found.st_ino, found.st_size, found.st_mtim.tv_sec, found.st_mtim.tv_nsec};
     return file;
   }
@@ -139,7 +148,7 @@ class Finder {
   }
 
   const std::string& workingCopy_;
-  const std::string root_;
+  std::string root_;
   FileGroups groups_;
   std::map<std::string, std::size_t> partial_;  // the group for single files of a directory
   std::set<std::string> seen_;                  // what is in a group
@@ -211,16 +220,16 @@ Paths stepsOf(const std::string& path) {
   return steps;
 }
 
-FileGroups findFiles(const std::string& workingCopy, const Paths& paths) {
-  return Finder(workingCopy).find(paths);
+FileGroups findFiles(const Session& session, const Paths& paths) {
+  return Finder(session.directory, session.root).find(paths);
 }
 
 File findFile(const std::string& workingCopy, const std::string& path) {
   return Finder(workingCopy).look(path);
 }
 
-std::optional<std::string> findForeign(const std::string& workingCopy, const std::string& path) {
-  const Finder finder(workingCopy);
+std::optional<std::string> findForeign(const Session& session, const std::string& path) {
+  const Finder finder(session.directory, session.root);
   for (const auto& step : stepsOf(path)) {
     if (finder.isForeign(step)) return step;
   }

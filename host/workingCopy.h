@@ -7,6 +7,8 @@
 #include <tuple>
 #include <vector>
 
+struct Session;
+
 // Reads the administrative files that the client keeps in each directory of a working copy.
 
 // What CVS/Entries says of a file or directory; empty for a name that is not listed.
@@ -50,10 +52,11 @@ std::string readBaseRevision(const std::string& file);
 struct File {
   std::string path;  // relative to the working copy
   Entry entry;
-  bool here = false;
+  bool here = false, isLink = false;
   bool hasOpenConflict = false;  // nobody has changed it since a merge left conflicts in it
+  bool isAsFetched = false;      // nobody has changed it since the client wrote it
   // Inode, size, seconds and nanoseconds: equal as long as nobody writes or replaces the file.
-  std::tuple<unsigned long long, long long, long long, long> contents;
+  std::tuple<unsigned long long, long long, long long, long> contents = {};
 };
 
 using Paths = std::vector<std::string>;
@@ -81,14 +84,14 @@ using FileGroups = std::vector<FileGroup>;
 // are grouped by directory. A directory gives every file that they name below it, sorted by name,
 // before the files of its subdirectories; links to directories are followed as the client does. No
 // file comes twice under one name.
-FileGroups findFiles(const std::string& workingCopy, const Paths& paths);
+FileGroups findFiles(const Session& session, const Paths& paths);
 
 // What findFiles finds for the path of a file.
 File findFile(const std::string& workingCopy, const std::string& path);
 
-// The first directory on a path that records another repository than the working copy itself does;
-// none when there is none.
-std::optional<std::string> findForeign(const std::string& workingCopy, const std::string& path);
+// The first directory on a path that records another repository than the working copy itself does,
+// or where that records none, than the session's; none when there is none.
+std::optional<std::string> findForeign(const Session& session, const std::string& path);
 
 // Turns a user's path, which starts at the working copy, into the form that the provider takes:
 // relative, without "." and ".." components, and "." for the working copy itself. It is resolved as

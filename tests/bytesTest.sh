@@ -117,6 +117,34 @@ it_keeps_what_it_replaces() {
   done
 }
 
+it_keeps_what_the_client_keeps_nowhere() {
+  local way
+  for way in "${ways[@]}"; do
+    take_tree "$way"
+    # What a link leads to, a conflict whose file is removed, and a backup without a revision.
+    mv "$bob/d.c" "$scratch/target"
+    ln -s "$scratch/target" "$bob/d.c"
+    conflict a.c
+    sed -i s/2/ann/ "$ann/d.c"
+    sed -i s/2/bob/ "$scratch/target"
+    echo first >"$bob/.#new.c"
+    echo second | tee "$bob/new.c" >"$ann/new.c"
+    echo ann >>"$ann/new.c"
+    does "$ann" 'cvs -Q rm -f a.c && cvs -Q add new.c && cvs -Q commit -m ann'
+    in_bob 1 update
+    keeps .#d.c.1.1.1.1.kept '1 bob 3'
+    [ -n "$(grep -ls '^=======' "$bob/a.c" "$bob/.#a.c.1.2.kept")" ] || fail "$way: no conflict"
+    "$scchost" -C "$bob" revert new.c >"$scratch/said" 2>&1
+    [ -n "$(grep -ls first "$bob"/.#new.c*)" ] || fail "$way: the earlier backup is gone"
+    rm -f "$bob/a.c" "$bob/d.c"
+  done
+  # A clean edit goes by no record of a neighbour, and brings what is not here.
+  echo 1 >"$bob/b.c "
+  does "$bob" "cvs -Q add 'b.c ' && cvs -Q commit -m neighbour && echo mine >>b.c && rm c.c"
+  in_bob 0 edit --clean b.c c.c
+  equal '1 2 3, 1 2 3' "$(lines "$bob/b.c"), $(lines "$bob/c.c")"
+}
+
 it_moves_a_conflict_aside() {
   local way file command said wanted
   for way in "${ways[@]}"; do
@@ -187,6 +215,20 @@ it_publishes_no_conflict_markers() {
   sed -i '/^[<=>]\{7\}/d' "$bob/a.c" "$bob/docs/f.txt"
   in_bob 0 commit c.c . -m resolved
   equal '1 bob ann 3' "$(in_repository docs/f.txt)"
+  # Beside the whole a path is named all the same; in the place of a file nothing else is taken.
+  does "$ann" 'cvs -Q update'
+  conflict d.c
+  in_bob 1 commit . d.c
+  holds "file \`d.c' had a conflict and has not been modified"
+  in_bob 0 revert d.c
+  does "$bob" 'cvs -Q rm -f b.c && cp -a docs b.c && echo secret >>b.c/f.txt'
+  in_bob 1 commit
+  holds 'b.c: it has a directory in its place'
+  equal '1 bob ann 3' "$(in_repository docs/f.txt)"
+  [ "$(id -u)" -ne 0 ] || return # who may write everywhere
+  chmod a-w "$bob/docs/CVS"
+  in_bob 1 commit docs/f.txt
+  holds "cannot write to $bob/docs/CVS: Permission denied"
 }
 
 it_enters_no_other_repository() {
@@ -221,6 +263,11 @@ commit|0|committed a.c
 EOT
   equal mine "$(in_repository docs/f.txt | cut -d ' ' -f 4)"
 
+  # Where nothing is recorded at the top, what leads to it is the measure.
+  mv "$bob/CVS/Root" "$scratch/Root"
+  in_bob 1 update
+  holds 'update would reach docs/vendor'
+  mv "$scratch/Root" "$bob/CVS"
   # The same repository under another name is no other one.
   ln -s "$scratch/repository" "$scratch/alias"
   for same in ":local:$CVSROOT" ":fork:$CVSROOT/" "${CVSROOT//\//\/\/}" "$scratch/alias" ''; do
@@ -251,12 +298,13 @@ it_adds_only_what_is_meant() {
   mkfifo "$bob/pipe"
   ln -s "$scratch/elsewhere" "$bob/link"
   echo mine >>"$bob/docs/f.txt"
-  does "$bob" 'cvs -Q rm -f e.c'
+  does "$bob" 'cvs -Q rm -f e.c && mkdir holder && cp -a docs holder'
   while IFS='|' read -r status path wanted; do
     run "$status" timeout 20 "$scchost" -C "$bob" add $path
     holds "${wanted//;/$'\n'}"
   done <<'EOT'
 1|docs|docs is a directory under version control
+1|holder|holder/docs is a working copy, and the client would commit what is changed there
 1|plain.c p/q/typo|p/q/typo does not exist
 1|pipe|pipe is neither a file nor a directory
 1|binary|cvs add -kb
@@ -346,7 +394,7 @@ EOT
 }
 
 it_writes_a_revision_whole_or_not_at_all() {
-  local arguments
+  local arguments path
   take_tree
   export TMPDIR=$scratch/temporary
   mkdir -p "$TMPDIR" "$scratch/targets"
@@ -367,6 +415,8 @@ it_writes_a_revision_whole_or_not_at_all() {
   holds 'cannot write the standard output: No space left on device'
   in_bob 1 cat -o /dev/full a.c
   in_bob 1 cat -o "$scratch/none/such" a.c
+  holds "cannot write $scratch/none/such: No such file or directory"
+  run 1 bash -c "'$scchost' -C '$bob' cat a.c >&-"
   # Replaced as a whole, through a link and with its mode; a new file gets the usual mode.
   chmod 640 "$scratch/targets/old"
   ln -s targets/old "$scratch/link"
@@ -381,8 +431,12 @@ it_writes_a_revision_whole_or_not_at_all() {
   cmp "$ann/a.c" "$scratch/pipe" &
   in_bob 0 cat -o "$scratch/pipe" a.c
   wait $! || fail 'the pipe got something else'
-  in_bob 0 cat -o /dev/stdout -r 1.1 a.c
-  equal $'1\n2\n3' "$output"
+  ln -s /dev/stdout "$scratch/stdout"
+  for path in /dev/stdout /proc/self/fd/1 "$scratch/stdout"; do
+    echo 0 >"$scratch/log"
+    "$scchost" -C "$bob" cat -o "$path" -r 1.1 a.c >>"$scratch/log" || fail "$path"
+    equal '0 1 2 3' "$(lines "$scratch/log")"
+  done
   run 0 bash -o pipefail -c "! '$scchost' -C '$bob' cat a.c | head -n 1"
   equal 'a line of text' "$output"
   equal '' "$(ls -A "$TMPDIR")"

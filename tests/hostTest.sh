@@ -55,7 +55,12 @@ it_names_what_it_left_alone() {
   echo mine >>"$bob/d.c"
   rm "$bob/a.c" && mkdir "$bob/a.c"
   mv "$bob/docs/deep" "$scratch/deep"
+  rm "$bob/e.c"
   says <<'EOT'
+1|commit e.c|=scchost: e.c: it is missing; update brings it
+2|diff e.c|=scchost: e.c: it is missing
+2|diff added.c|=scchost: added.c: it is added
+2|diff b.c|=scchost: b.c: it is removed
 1|update a.c|a.c has a directory in its place
 1|update b.c|=scchost: b.c is still scheduled for removal; add brings it back
 1|update added.c|added.c is still scheduled to be added
@@ -116,6 +121,7 @@ it_tells_what_to_do_about_conflicts() {
   echo ann | tee -a "$ann/logo.png" >>"$ann/a.c"
   echo bob | tee -a "$bob/logo.png" >>"$bob/a.c"
   does "$ann" 'cvs -Q commit -m ann'
+  does "$bob" 'echo 1 >nd && cvs -Q add nd'
   in_bob 1 update
   equal 'conflict in a.c; your text is in .#a.c.1.1.1.1
 conflict in logo.png; your text is in .#logo.png.1.1.1.1
@@ -123,15 +129,22 @@ scchost: 1 file has a conflict: edit the conflict markers away, then commit
 scchost: 1 binary file has a conflict: it is the repository'\''s now, and yours is .#NAME.REVISION beside it; copy that back and commit, or revert' "$output"
   says <<'EOT'
 1|update|=conflict in a.c~conflict in logo.png~scchost: 1 file has a conflict: edit the conflict markers away, then commit~scchost: 1 binary file has a conflict: it is the repository's now, and yours is .#NAME.REVISION beside it; copy that back and commit, or revert
-2|diff a.c|=scchost: a.c: it has a conflict: edit the conflict markers away first
+2|diff a.c|=scchost: a.c: it has a conflict, to be resolved first
 1|cat a.c|the file has a conflict; edit the conflict markers away first
+2|diff logo.png|=scchost: logo.png: it has a conflict, to be resolved first
 1|commit a.c|had a conflict and has not been modified
+1|update a.c nd|nd is still scheduled to be added
 EOT
   cp "$bob/.#logo.png.1.1.1.1" "$bob/logo.png"
   sed -i '/^[<=>]\{7\}/d' "$bob/a.c"
   in_bob 0 commit
   holds 'committed a.c 1.2 -> 1.3' 'committed logo.png 1.2 -> 1.3'
   cvs -Q checkout -p tool/logo.png | cmp - "$bob/logo.png" || fail 'the binary file differs'
+  in_ann 0 update a.c
+  echo ann >>"$ann/logo.png"
+  in_ann 1 update
+  in_ann 0 revert logo.png
+  equal 'reverted logo.png 1.3' "$output"
 }
 
 it_writes_one_row_a_line_whatever_a_name_holds() {
@@ -196,7 +209,7 @@ it_says_when_names_do_not_fit() {
   does "$scratch" 'cvs -Q checkout many'
   find "$scratch/many" -name '*.txt' -exec sed -i s/1/2/ {} +
   run 1 bash -c "ulimit -s 512 && '$scchost' -C '$scratch/many' commit"
-  equal 'scchost: the names of 900 files are more than one command line holds; name fewer, such as one directory' "$output"
+  holds 'the names of 900 files may be more than one command line holds; name fewer, such as one directory'
   sed -i s/1/2/ "$scratch/many/few/one.c"
   run 0 bash -c "ulimit -s 512 && '$scchost' -C '$scratch/many' commit few"
   run 0 "$scchost" -C "$scratch/many" commit

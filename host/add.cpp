@@ -10,9 +10,9 @@ bool isUnderControl(const std::string& directory) {
   return isHere(directory + "/CVS");
 }
 
-// Why a path cannot be added; empty when it can. The client would make directories in the
-// repository for a name that does not exist, wait for a pipe, change the bytes of a binary file,
-// and commit everything below a directory.
+// Why a path cannot be added; or empty. The client would make directories in the repository for
+// what does not exist, wait for a pipe, change a binary file, and commit everything below a
+// directory.
 std::string findObstacle(const Job& job, const File& file) {
   const std::string path = job.session.pathOf(file.path);
   const FileKind kind = kindOf(path);
@@ -22,8 +22,7 @@ std::string findObstacle(const Job& job, const File& file) {
     if (isUnderControl(path)) return "is a directory under version control; name what is new in it";
     for (const auto& name : listNames(path)) {
       if (!isUnderControl(path + '/' + name)) continue;
-      return "cannot be added: " + shown(file.path + '/' + name) +
-             " is a working copy, and the client would commit what is changed there";
+      return "holds a working copy, " + name + ", and the client would commit its changes, too";
     }
     return "";
   }

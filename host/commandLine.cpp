@@ -42,7 +42,7 @@ constexpr Option options[] = {
      "jobs",
      "N",
      "status commit diff",
-     "How many clients may run at a time; else the number of processors, but from 4 to 8",
+     "How many clients may run at a time; else one a processor, from 4 to 8",
      {}},
     {0, "changed", nullptr, "status", "Leave out what is up to date and not edited",
      &Line::changed},
@@ -158,8 +158,7 @@ std::string describeCommands(const std::vector<Command>& commands) {
          "left something to do, 2 for bad usage; of diff, as diff(1).";
 }
 
-// The options in the parser's form. The description of an option that only some commands take
-// begins with their names.
+// The options in the parser's form. What only some commands take begins with their names.
 std::vector<argp_option> describeOptions(std::vector<std::string>& texts) {
   std::vector<argp_option> described;
   texts.reserve(std::size(options));

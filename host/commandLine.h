@@ -29,6 +29,5 @@ struct CommandLine {
   bool directories = false, force = false;
 };
 
-// Reads the command line. Ends the program after showing the help or the version, and after bad
-// usage, which it reports.
+// Reads the command line. Help, the version and bad usage, which it reports, end the program.
 CommandLine readCommandLine(int count, char** words, const std::vector<Command>& commands);

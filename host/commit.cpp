@@ -97,9 +97,7 @@ int commitFiles(Job& job) {
   for (const auto& group : before) {
     const bool isTaken = std::count(changed.begin(), changed.end(), group.directory) > 0;
     if (isTaken) complaints.add(group.directory, "it has a directory in its place");
-    for (const auto& file : group.files) {
-      complaints.add(file.path, findObstacle(job.session, file));
-    }
+    for (const auto& file : group.files) complaints.add(file.path, findObstacle(job.session, file));
   }
   if (complaints.report() != exitSuccess) return exitFailure;
   for (const auto& path : changed) {

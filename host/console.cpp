@@ -10,14 +10,6 @@
 
 #include "words.h"
 
-namespace {
-
-bool isControl(char c) {
-  return std::iscntrl(static_cast<unsigned char>(c)) != 0;
-}
-
-}  // namespace
-
 void say(const std::string& line) {
   std::cout << line << '\n';
 }
@@ -37,15 +29,17 @@ void passOn(const std::string& words) {
 }
 
 std::string printable(std::string text, const std::string& except) {
-  const auto isBad = [&](char c) { return isControl(c) && except.find(c) == except.npos; };
+  const auto isBad = [&](unsigned char c) {
+    return std::iscntrl(c) != 0 && except.find(static_cast<char>(c)) == except.npos;
+  };
   std::replace_if(text.begin(), text.end(), isBad, '?');
   return text;
 }
 
 std::string shown(const std::string& name) {
   if (isatty(STDOUT_FILENO) == 1) return printable(name);
-  const bool isPlain = std::none_of(name.begin(), name.end(), isControl);
-  return isPlain && name[0] != '"' && name[0] != '\'' ? name : quoteWord(name.c_str());
+  return printable(name) == name && name[0] != '"' && name[0] != '\'' ? name
+                                                                      : quoteWord(name.c_str());
 }
 
 void Complaints::add(const std::string& path, const std::string& reason, bool byItself) {

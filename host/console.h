@@ -60,7 +60,6 @@ bool isColourTerminal(int descriptor);
 // Reads the next line, without its end. False at the end of the file, and without a file.
 bool readLine(std::FILE* file, std::string& line);
 
-// Gives every client that is started later an empty standard input: a client that read ours would
-// take lines of a script. Returns the former standard input, or null if it was closed. Call it
-// once, before anything reads.
+// Returns the standard input, or null if it was closed; call it once, before anything reads.
+// Clients that are started later have an empty one: they would take lines of a script.
 FilePointer takeStandardInput();

@@ -67,8 +67,7 @@ std::string describeRefusal(const Job& job, const File& file, const std::string&
 
 // Brings a file that is being edited back, as the client fails for one that is not here.
 bool bringBack(Job& job, const File& file) {
-  // The client tells a change by the second. It must not take the copy from the edit, which it puts
-  // back, for the text that is fetched now.
+  // The client goes by seconds, and must not take the copy from the edit for what is fetched now.
   struct stat copy = {};
   stat(baseCopyOf(job.session.pathOf(file.path)).c_str(), &copy);
   while (copy.st_mtim.tv_sec == time(nullptr)) usleep(10000);
@@ -112,9 +111,7 @@ int forEachFile(const Job& job, const std::function<int(const File& file)>& hand
     } else if (group.state == FileGroup::State::unreadable) {
       status = fail("cannot tell what is in " + name);
     }
-    for (const auto& file : group.files) {
-      status = std::max(status, handle(file));
-    }
+    for (const auto& file : group.files) status = std::max(status, handle(file));
   }
   return status;
 }

@@ -91,26 +91,20 @@ bool moveFile(const std::string& from, const std::string& to) {
 }
 
 bool copyFile(const std::string& from, const std::string& to) {
-  std::ifstream input = openRegular(from);
   const int target = open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (target == -1) return false;
   close(target);
   std::ofstream output(to, std::ios::binary);
+  std::ifstream input = openRegular(from);
   return input.peek() == EOF || (output << input.rdbuf()).flush();
-}
-
-FilePointer makeFile(std::string& path) {
-  const int file = mkostemp(path.data(), O_CLOEXEC);
-  return FilePointer(file == -1 ? nullptr : fdopen(file, "r+"));
 }
 
 FilePointer openTemporary() {
   std::string path = fromEnvironment("TMPDIR", P_tmpdir) + "/scchostXXXXXX";
-  FilePointer file = makeFile(path);
-  if (file == nullptr)
-    throw std::system_error(errno, std::generic_category(), "cannot make " + path);
+  const int file = mkostemp(path.data(), O_CLOEXEC);
+  if (file == -1) throw std::system_error(errno, std::generic_category(), "cannot make " + path);
   unlink(path.c_str());
-  return file;
+  return FilePointer(fdopen(file, "r+"));
 }
 
 std::string pathOf(const FilePointer& file) {

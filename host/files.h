@@ -15,8 +15,7 @@ enum class FileKind { none, regular, directory, other };
 // What a path leads to, through links.
 FileKind kindOf(const std::string& path);
 
-// False only when nothing of that name is there. A dangling link counts as there, and so does a
-// name that cannot be examined.
+// Whether anything of that name is there, also a dangling link or what cannot be examined.
 bool isHere(const std::string& path);
 
 // The path without links, "." and ".."; none when nothing is there.
@@ -49,10 +48,6 @@ struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using FilePointer = std::unique_ptr<std::FILE, CloseFile>;
-
-// Makes a file whose name ends in six letters of its own in place of the last six of `path`, and
-// writes that name there. Null, with errno set, when it cannot be made.
-FilePointer makeFile(std::string& path);
 
 // Opens a file without a name in the system's temporary directory: nothing is left of it however
 // the program ends. Throws std::system_error when there can be none.

@@ -24,17 +24,17 @@ KeptTexts::KeptTexts(const std::string& workingCopy, const File& file, const std
   const bool copiesFile =
       kindOf(directory_ + path_) == FileKind::regular && (file.hasOpenConflict || file.isLink);
   if (movesFile || copiesFile) {
-    text_ = keep(path_, backupOf(path_, file.entry.revision), movesFile ? moveFile : copyFile);
+    text_ = keep(path_, backupOf(path_, file.entry.revision), !movesFile);
   }
-  if (isHere(directory_ + backup_)) earlier_ = keep(backup_, backup_, moveFile);
+  if (isHere(directory_ + backup_)) earlier_ = keep(backup_, backup_, false);
 }
 
 KeptTexts::~KeptTexts() {
   if (!hasEnded_) end(false);
 }
 
-std::string KeptTexts::keep(const std::string& path, const std::string& name,
-                            bool (*take)(const std::string&, const std::string&)) const {
+std::string KeptTexts::keep(const std::string& path, const std::string& name, bool copies) const {
+  const auto take = copies ? copyFile : moveFile;
   std::string to = name + ".kept";
   for (int number = 2; !take(directory_ + path, directory_ + to); ++number) {
     const std::string what = "cannot keep " + path + " as " + to;

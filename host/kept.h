@@ -4,24 +4,23 @@
 
 #include "workingCopy.h"
 
-// Keeps the texts of one file that the client would replace without a trace: the file itself, if it
-// is moved away, so that the client fetches it as a missing one; what the client's own backup,
-// ".#NAME.REVISION", would overwrite; and a copy of what that backup would miss, the text behind a
-// link and that of a conflict. Each goes to a name that the client never writes: the backup's with
-// ".kept" and where that is taken a number behind it. So whenever the program is interrupted, the
-// bytes are there under one of the two names.
+// Keeps the texts of one file that the client would replace without a trace: the file, if it is
+// moved away so that the client fetches it as a missing one; what the client's own backup,
+// .#NAME.REVISION, would overwrite; and a copy of what that would miss, the text behind a link and
+// a conflict's. Each goes to a name that the client never writes: the backup's with ".kept", and a
+// number where that is taken. So however the program ends, the bytes are there under one of the two
+// names.
 class KeptTexts {
  public:
-  // `revision` is that of the client's backup. Throws std::system_error when something cannot be
-  // moved or copied.
+  // `revision` is that of the backup. Throws std::system_error when a text cannot be kept.
   KeptTexts(const std::string& workingCopy, const File& file, const std::string& revision,
             bool movesFile);
   ~KeptTexts();
   KeptTexts(const KeptTexts&) = delete;
   KeptTexts& operator=(const KeptTexts&) = delete;
 
-  // To be called after the client: takes back what it has not replaced. But after a success a file
-  // that is gone was meant to go.
+  // After the client: takes back what it has not replaced, but after a success no file that is
+  // gone.
   void end(bool succeeded);
 
   // Whether the text of the file was replaced by another one.
@@ -31,8 +30,7 @@ class KeptTexts {
   std::string describe() const;
 
  private:
-  std::string keep(const std::string& path, const std::string& name,
-                   bool (*take)(const std::string& from, const std::string& to)) const;
+  std::string keep(const std::string& path, const std::string& name, bool copies) const;
   bool isBackedUp() const;
 
   const std::string directory_, path_, backup_;  // the working copy, and paths there

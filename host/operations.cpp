@@ -73,11 +73,9 @@ int runAsOne(Job& job, const Paths& paths, const std::string& command,
   if (succeeded) return status;
   const bool isSilent = findWarnings(provider.lastError().text).empty();
   if (mayFailSilently && isSilent) return exitFailure;
-  if (isBatch && isSilent) {
-    complain("the names of " + std::to_string(paths.size()) +
-             " files may be more than one command line holds; name fewer, such as one directory");
-  }
-  return reportFailure(provider, isBatch ? command : command + ' ' + shown(paths[0]));
+  if (!isBatch) return reportFailure(provider, command + ' ' + shown(paths[0]));
+  if (isSilent) complain("the names may be more than one command line holds; name fewer files");
+  return reportFailure(provider, command);
 }
 
 FileGroups findOwnFiles(const Job& job) {

@@ -16,8 +16,7 @@ std::string asArgument(const std::string& path);
 
 using FileOperation = std::function<bool(const char* file)>;
 
-// Runs an operation on one file and passes on the client's warnings. Returns whether it succeeded;
-// a failure is reported.
+// Runs an operation on one file and passes on the client's warnings. A failure is reported.
 bool runOn(Job& job, const std::string& path, const std::string& command,
            const FileOperation& operation);
 
@@ -30,12 +29,12 @@ int runAsOne(Job& job, const Paths& paths, const std::string& command,
 // Finds the files of the job. Names the directories of other repositories and leaves them out.
 FileGroups findOwnFiles(const Job& job);
 
-// Whether the client, which searches directories by itself, would reach a directory of another
-// repository there; if so, that is reported, with the paths to name instead.
+// Whether the client, which searches directories by itself, would reach another repository's there;
+// if so, that is reported, with the paths to name instead.
 bool reachesForeign(const FileGroups& groups, const Job& job);
 
-// Puts what has happened to a file in words; empty for nothing. A file that is not in one of the
-// groups has an empty path there.
+// Puts what has happened to a file in words; empty for nothing. Where it was not, its path is
+// empty.
 using Describe = std::function<std::string(const File& before, const File& after)>;
 
 // Says what has happened to each file, and returns whether there was anything to say.

@@ -36,8 +36,7 @@ struct Session {
   std::string pathOf(const std::string& path) const { return directory + '/' + path; }
 };
 
-// Loads the shared library that providers come from; it stays loaded. Returns why that failed;
-// empty when it succeeded.
+// Loads the shared library that providers come from, for good. Returns why that failed; or empty.
 std::string loadLibrary(const std::string& file, Session& session);
 
 // One provider, not tied to the working copy yet. Only one thread may use it at a time. Throws
@@ -54,8 +53,7 @@ class Provider {
 
   LastError lastError() { return {provider_->getLastErrorCommand(), provider_->getLastError()}; }
 
-  // Afterwards the text of the last error is empty, so that the next one is known to be new. Also
-  // drops the last listing.
+  // Empties the text of the last error, so that the next is known to be new, and the last listing.
   void forgetLastError();
 
  private:

@@ -34,9 +34,9 @@ std::string checkName(const std::string& name) {
   return isLock || isHistory ? "the client would take " + name + " for a file of its own" : "";
 }
 
-// Returns the exit status of a failure, which is reported, unless a directory can be made. The
-// client would make it even in place of a file or below a file, and then nobody could check out the
-// module any more.
+// Returns the exit status of a failure, which is reported, unless a directory can be made. In place
+// of a file, or below one, the client would make it, and nobody could check out the module any
+// more.
 int checkNewDirectory(Provider& provider, const fs::path& directory, const std::string& what) {
   if (directory.empty()) return fail(what + ": that is the top of the repository");
   if (directory.string()[0] == '-')
@@ -74,11 +74,7 @@ std::string findDifference(Job& job, const std::string& directory, const fs::pat
   const std::string root = readRecordedRoot(directory), found = job.provider->getRemoteRoot();
   const std::string what = directory + " already is a working copy, of " + found;
   if (!isSameRepository(root, job.session.root)) return what + " in the repository " + root;
-  if (repositoryPath(found) == module) return "";
-  // A module may have another name than its directory. So only another directory is different.
-  const auto around = listRepository(job.provider, module.parent_path(), true);
-  const bool isDirectory = module.empty() || holds(around, module.filename());
-  return isDirectory ? what : "";
+  return repositoryPath(found) == module ? "" : what;
 }
 
 // Brings the files that a checkout, if it was interrupted, has left out.

@@ -22,9 +22,8 @@
 
 namespace {
 
-// Whether a fetch that succeeded gave the revision. The client writes a heading for a file, even an
-// empty one, to its standard error, unless its user wants it quiet. It also reports there that it
-// does not have a revision.
+// Whether a fetch that succeeded gave the revision. To its standard error the client writes a
+// heading, unless its user wants it quiet, or that it does not have the revision.
 bool hasGivenRevision(Provider& provider, const File& file, const std::string& revision,
                       const FilePointer& contents) {
   struct stat found = {};
@@ -82,9 +81,9 @@ bool copy(const FilePointer& from, std::ostream& to) {
          to.flush();
 }
 
-// Writes to a file, or where there is no name to the standard output. A file is written beside the
-// target and renamed: one of the two texts is there as a whole, whatever happens. False, with errno
-// set, when not all could be written.
+// Writes to a file, or without a name to the standard output. A file is written beside the target
+// and renamed: one of the two texts is there as a whole. False, with errno set, when not all is
+// written.
 bool writeTo(const std::string& target, const FilePointer& from) {
   if (target.empty()) return copy(from, std::cout);
   struct stat found = {}, standard = {};
@@ -100,13 +99,14 @@ bool writeTo(const std::string& target, const FilePointer& from) {
   }
   const std::string place = resolve(target).value_or(target);
   std::string beside = place + ".XXXXXX";
-  const FilePointer file = makeFile(beside);
-  if (file == nullptr) return false;
+  const int made = mkostemp(beside.data(), O_CLOEXEC);
+  if (made == -1) return false;
+  close(made);
   const mode_t mask = umask(0);
   umask(mask);
   const mode_t mode = isThere ? found.st_mode & 07777 : 0666 & ~mask;
   std::ofstream output(beside, std::ios::binary);
-  const bool isWritten = output && copy(from, output) && fchmod(fileno(file.get()), mode) == 0;
+  const bool isWritten = output && copy(from, output) && chmod(beside.c_str(), mode) == 0;
   if (isWritten && std::rename(beside.c_str(), place.c_str()) == 0) return true;
   const int error = errno;
   unlink(beside.c_str());
@@ -169,12 +169,11 @@ int showDifference(const Session& session, const FileStatus& changed) {
     say("Binary file " + shown(path) + " differs");
     return different;
   }
-  if (kindOf(session.pathOf(path)) != FileKind::regular) return giveUp("is not a regular file");
   const FilePointer base = openTemporary(), text = openTemporary();
   bool isPlain = true;
   if (!fetchRevision(session, file, file.entry.revision, base)) return exitTrouble;
   if (!writeAsText(session.pathOf(path), pathOf(text), isPlain)) {
-    return giveUp("could not be read, or not be copied to a temporary file");
+    return giveUp("is not a regular file, or could not be copied to a temporary one");
   }
   const int status = runDiff(file, pathOf(base), pathOf(text));
   if (status == different && !isPlain) {
@@ -194,11 +193,9 @@ int printRevision(Job& job) {
     return fail(shown(file.path) + " is a directory; cat takes one file");
   }
   if (isBinary(job.session, file) && !job.line.force) {
-    const bool isMarked = file.entry.isBinary();
     return fail(shown(file.path) +
-                (isMarked ? " is binary (-kb)" : " holds NUL bytes here, so it may be binary") +
-                ", and a revision is fetched as lines of text, which changes it; --force fetches "
-                "it anyway");
+                " is marked as binary, or holds NUL bytes here, and a revision is fetched as lines "
+                "of text, which would change it; --force fetches it anyway");
   }
   const FilePointer fetched = openTemporary();
   if (!fetchRevision(job.session, file, job.line.revision, fetched)) return exitFailure;
@@ -218,8 +215,7 @@ int showDifferences(Job& job) {
       complaints.add(file.file.path, file.reason);
       if (file.isModified() || file.state == State::dead) changed.push_back(file);
       if (file.state == State::conflict) complaints.add(file.file.path, conflictToResolve, true);
-      const bool isLeft = file.state == State::added || file.state == State::removed ||
-                          file.state == State::missing;
+      const bool isLeft = file.state >= State::added && file.state <= State::missing;
       if (isLeft && job.names(file.file.path)) {
         complaints.add(file.file.path, "it is " + textOf(file));
       }

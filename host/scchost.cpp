@@ -81,13 +81,9 @@ Session configure(const CommandLine& line) {
   if (root.empty()) root = readRecordedRoot(line.directory);
   if (root.empty()) root = fromEnvironment("CVSROOT");
   // An ssh server turns away more than ten newcomers at a time.
-  const unsigned jobs = std::clamp(std::thread::hardware_concurrency(), 4u, 8u);
-  return {line.directory,
-          client,
-          root,
-          line.edit,
-          (needs & login) != 0,
-          line.jobs == 0 ? jobs : static_cast<unsigned>(line.jobs)};
+  const unsigned usual = std::clamp(std::thread::hardware_concurrency(), 4u, 8u);
+  const unsigned jobs = line.jobs == 0 ? usual : static_cast<unsigned>(line.jobs);
+  return {line.directory, client, root, line.edit, (needs & login) != 0, jobs};
 }
 
 // The paths in the form that the provider takes, each once. False, reported, for a bad path.

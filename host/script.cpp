@@ -14,19 +14,15 @@ namespace {
 using I = SourceCodeControlSystemProviderInterface;
 
 // The arguments of one operation, as the interface takes them.
-class Arguments {
- public:
-  explicit Arguments(Words words) : words_(std::move(words)) {}
+struct Arguments {
+  Words words;
 
   // A bare null is the null pointer.
   const char* operator[](std::size_t index) const {
-    const Word& word = words_[index];
+    const Word& word = words[index];
     return !word.quoted && word.text == "null" ? nullptr : word.text.c_str();
   }
-  bool flag(std::size_t index) const { return words_[index].text == "true"; }
-
- private:
-  Words words_;
+  bool flag(std::size_t index) const { return words[index].text == "true"; }
 };
 
 using A = const Arguments;
@@ -44,8 +40,12 @@ Result done(bool succeeded) {
   return {show(succeeded), succeeded};
 }
 
+Result told(const std::string& text) {
+  return {text, true};
+}
+
 Result answer(const char* text) {
-  return {quoteWord(text), true};
+  return told(quoteWord(text));
 }
 
 Result showStatusOf(I& provider, const char* path) {
@@ -76,9 +76,7 @@ struct Operation {
 constexpr Operation operations[] = {
     {"setOption", "KEY VALUE", [](I& p, A& a) { return done(p.setOption(a[0], a[1])); }},
     {"iterateRepositoryList", "",
-     [](I& p, A&) {
-       return Result{std::to_string(p.iterateRepositoryList()), true};
-     }},
+     [](I& p, A&) { return told(std::to_string(p.iterateRepositoryList())); }},
     {"getRepositoryListEntry", "", [](I& p, A&) { return answer(p.getRepositoryListEntry()); }},
     {"login", "USER PASSWORD ROOT", [](I& p, A& a) { return done(p.login(a[0], a[1], a[2])); }},
     {"logout", "", [](I& p, A&) { return done(p.logout()); }},
@@ -86,10 +84,7 @@ constexpr Operation operations[] = {
     {"setRoots", "LOCAL REMOTE", [](I& p, A& a) { return done(p.setRoots(a[0], a[1])); }},
     {"getLocalRoot", "", [](I& p, A&) { return answer(p.getLocalRoot()); }},
     {"getRemoteRoot", "", [](I& p, A&) { return answer(p.getRemoteRoot()); }},
-    {"checkOutSupported", "",
-     [](I& p, A&) {
-       return Result{show(p.checkOutSupported()), true};
-     }},
+    {"checkOutSupported", "", [](I& p, A&) { return told(show(p.checkOutSupported())); }},
     {"refresh", "", [](I& p, A&) { return done(p.refresh()); }},
     {"status", "PATH", [](I& p, A& a) { return showStatusOf(p, a[0]); }},
     {"addFile", "FILE COMMENT", [](I& p, A& a) { return done(p.addFile(a[0], a[1])); }},
@@ -102,10 +97,7 @@ constexpr Operation operations[] = {
     {"undoCheckout", "FILE true|false",
      [](I& p, A& a) { return done(p.undoCheckout(a[0], a.flag(1))); }},
     {"checkin", "FILE COMMENT", [](I& p, A& a) { return done(p.checkin(a[0], a[1])); }},
-    {"merged", "FIRST SECOND",
-     [](I& p, A& a) {
-       return Result{show(p.merged(a[0], a[1])), true};
-     }},
+    {"merged", "FIRST SECOND", [](I& p, A& a) { return told(show(p.merged(a[0], a[1]))); }},
     {"getRoot", "", [](I& p, A&) { return answer(p.getRoot()); }},
     {"refreshDirectoriesList", "PATH",
      [](I& p, A& a) { return done(p.refreshDirectoriesList(a[0])); }},
@@ -116,10 +108,7 @@ constexpr Operation operations[] = {
      [](I& p, A& a) { return done(p.createDirectory(a[0], a[1])); }},
     {"getLastErrorCommand", "", [](I& p, A&) { return answer(p.getLastErrorCommand()); }},
     {"getLastError", "", [](I& p, A&) { return answer(p.getLastError()); }},
-    {"preMulti", "",
-     [](I& p, A&) {
-       return p.preMulti(), Result{"done", true};
-     }},
+    {"preMulti", "", [](I& p, A&) { return p.preMulti(), told("done"); }},
     {"postMulti", "", [](I& p, A&) { return done(p.postMulti()); }},
 };
 
@@ -144,7 +133,7 @@ std::optional<Call> findCall(Words words, std::string& expected) {
   words.erase(words.begin());
   for (const Operation& operation : operations) {
     if (operation.name != name) continue;
-    if (takes(operation, words)) return Call{&operation, Arguments(std::move(words))};
+    if (takes(operation, words)) return Call{&operation, {std::move(words)}};
     expected += expected.empty() ? "expected " : ", or ";
     expected += name + (*operation.parameters == '\0' ? " alone" : " ") + operation.parameters;
   }

@@ -87,9 +87,9 @@ void addPatterns(std::istream&& words, std::vector<std::string>& patterns) {
   }
 }
 
-// The paths of a directory's files that neither its CVS/Entries name nor the client ignores: by its
-// own default, by CVSIGNORE, or by a .cvsignore there or in the home directory. The repository's
-// CVSROOT/cvsignore is not known here.
+// A directory's files that neither its CVS/Entries name nor the client ignores, by its own default,
+// CVSIGNORE, or a .cvsignore there or at home. The repository's CVSROOT/cvsignore is not known
+// here.
 Paths findUntracked(const Session& session, const std::string& directory) {
   const std::string place = session.pathOf(directory);
   std::vector<std::string> patterns;
@@ -119,8 +119,7 @@ int showStatus(Job& job) {
   const auto show = [&](const Row& row) {
     ++counts[row[0]];
     if (job.line.changed && row[0] == "Up-to-date" && row[3].empty()) return;
-    if (isTerminal) rows.push_back(row);
-    if (isTerminal) return;
+    if (isTerminal) return rows.push_back(row);
     // Written as a whole: a reader of a pipe never sees half a line.
     std::cout << row[0] + '\t' + row[1] + '\t' + row[2] + '\t' + row[3] + '\t' + row[4] + '\n'
               << std::flush;

@@ -161,16 +161,9 @@ void survey(const Session& session, const FileGroups& groups,
     }
   };
   const Progress progress(std::chrono::seconds(1), [&] {
-    const std::size_t last = std::min<std::size_t>(next, groups.size());
-    return "status: " + std::to_string(filesDone) + " of " + std::to_string(files) + " files, in " +
-           (last == 0 ? "." : groups[last - 1].directory);
+    return "status: " + std::to_string(filesDone) + " of " + std::to_string(files) + " files";
   });
   std::vector<std::future<void>> workers;
-  const struct Stop {
-    ~Stop() { next = count; }
-    std::atomic<std::size_t>& next;
-    const std::size_t count;
-  } stop = {next, groups.size()};  // after a failure no worker starts another group
   const std::size_t jobs = std::min<std::size_t>(session.jobs, groups.size());
   while (workers.size() < jobs) workers.push_back(std::async(std::launch::async, work));
   for (auto& answer : answers) handle(answer.get_future().get());

@@ -45,8 +45,7 @@ int explainConflicts(const FileGroups& groups) {
   return texts + binaries == 0 ? exitSuccess : exitFailure;
 }
 
-// Why an update that reported success did not touch a path that the user named; empty when there is
-// nothing to report.
+// Why an update that reported success did not touch a path that the user named; or empty.
 std::string whyNotUpdated(Job& job, const File& before) {
   const std::string& path = before.path;
   const File file = findFile(job.session.directory, path);
@@ -55,7 +54,8 @@ std::string whyNotUpdated(Job& job, const File& before) {
   if (file.entry.isRemoved()) return "is still scheduled for removal; add brings it back";
   if (file.entry.isAdded()) return "is still scheduled to be added";
   if (file.entry.directory) {
-    return file.here ? "" : "is a missing directory; cvs update -d restores it";
+    if (!file.here) return "is a missing directory; cvs update -d restores it";
+    return readEntries(job.session.pathOf(path)) ? "" : "has no CVS/Entries that can be read";
   }
   if (file.entry.listed) {
     return kind == FileKind::directory ? "has a directory in its place; move that away" : "";
@@ -100,11 +100,6 @@ int updateFiles(Job& job) {
   for (const auto& file : status == exitSuccess || mayFailSilently ? named : std::vector<File>()) {
     const std::string reason = whyNotUpdated(job, file);
     if (!reason.empty()) status = fail(shown(file.path) + ' ' + reason);
-  }
-  for (const auto& group : before) {
-    const bool isUnreadable = group.state == FileGroup::State::unreadable;
-    if (isUnreadable && status == exitSuccess)
-      status = fail("cannot tell what is in " + shown(group.directory));
   }
   status = std::max(status, explainConflicts(after));
   if (status == exitSuccess && !hasSaid) say(clean ? "nothing to revert" : "nothing to update");

@@ -16,6 +16,5 @@ using Words = std::vector<Word>;
 // begins a word. None when a quote or an escape is not finished.
 std::optional<Words> splitWords(const std::string& line);
 
-// Writes a text as one word: in double quotes, on one line, with escapes for special characters.
-// A null pointer gives a bare null.
+// Writes a text as one word: in double quotes, with escapes, on one line. Null gives a bare null.
 std::string quoteWord(const char* text);

@@ -31,8 +31,7 @@ struct Entries {
   bool nameDirectories = false;  // or say that there are none
 };
 
-// Reads the lines of CVS/Entries and of CVS/Entries.Log. The client notes changes in the log until
-// it writes CVS/Entries anew.
+// Reads CVS/Entries and CVS/Entries.Log, where the client notes changes until it writes the other.
 Entries parseEntries(std::istream& main, std::istream& log);
 
 // None when CVS/Entries cannot be read. Where it says nothing of directories, every working-copy
@@ -80,10 +79,9 @@ struct FileGroup {
 
 using FileGroups = std::vector<FileGroup>;
 
-// A path of a file gives that file, even when the administrative files do not name it; such files
-// are grouped by directory. A directory gives every file that they name below it, sorted by name,
-// before the files of its subdirectories; links to directories are followed as the client does. No
-// file comes twice under one name.
+// A path of a file gives that file, also one that the administrative files do not name, grouped by
+// directory. A directory gives every file that they name below it, by name, before the files of its
+// subdirectories; links to directories are followed as the client does. No name comes twice.
 FileGroups findFiles(const Session& session, const Paths& paths);
 
 // What findFiles finds for the path of a file.
@@ -94,7 +92,6 @@ File findFile(const std::string& workingCopy, const std::string& path);
 std::optional<std::string> findForeign(const Session& session, const std::string& path);
 
 // Turns a user's path, which starts at the working copy, into the form that the provider takes:
-// relative, without "." and ".." components, and "." for the working copy itself. It is resolved as
-// the system would, but for its last name, and but for links in place of directories under version
-// control. None when it leads outside.
+// relative, without "." and "..", and "." for the working copy itself. It is resolved as the system
+// would, but for its last name, and links in place of controlled directories. None when outside.
 std::optional<std::string> relativePath(const std::string& workingCopy, const std::string& path);

@@ -304,7 +304,7 @@ it_adds_only_what_is_meant() {
     holds "${wanted//;/$'\n'}"
   done <<'EOT'
 1|docs|docs is a directory under version control
-1|holder|holder/docs is a working copy, and the client would commit what is changed there
+1|holder|holder holds a working copy, docs, and the client would commit its changes, too
 1|plain.c p/q/typo|p/q/typo does not exist
 1|pipe|pipe is neither a file nor a directory
 1|binary|cvs add -kb

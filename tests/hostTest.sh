@@ -35,7 +35,7 @@ directories that are not here: docs; cvs update -d brings them" "$output"
     holds "$said"
   done <<'EOT'
 0|empty|tool/docs|empty is a working copy of tool/docs
-0|empty|alias|empty already is a working copy of tool/docs
+1|empty|alias|empty already is a working copy, of tool/docs
 1|empty|tool|empty already is a working copy, of tool/docs
 1|full|tool|full is neither empty nor a working copy
 1|file|tool/a.c|tool/a.c is a file; check out the directory that it is in
@@ -62,6 +62,7 @@ it_names_what_it_left_alone() {
 2|diff added.c|=scchost: added.c: it is added
 2|diff b.c|=scchost: b.c: it is removed
 1|update a.c|a.c has a directory in its place
+1|revert a.c|a.c has a directory in its place
 1|update b.c|=scchost: b.c is still scheduled for removal; add brings it back
 1|update added.c|added.c is still scheduled to be added
 1|update plain.c|plain.c is not under version control
@@ -81,6 +82,7 @@ it_names_what_it_left_alone() {
 0|cat c.c|=1~2~3
 1|cat none.c|=scchost: cannot fetch revision HEAD of none.c: neither the working copy nor the repository knows it
 1|cat -r 9.9 c.c|=scchost: cannot fetch revision 9.9 of c.c: it may have no such revision; cvs update said:~cvs update: `c.c' is no longer in the repository
+0|ls tool/c.c|=c.c
 0|ls tool/docs|=f.txt
 1|ls ./-R|the client would take that for an option
 1|--client true status c.c|scchost: .: the client told nothing of its files
@@ -209,7 +211,7 @@ it_says_when_names_do_not_fit() {
   does "$scratch" 'cvs -Q checkout many'
   find "$scratch/many" -name '*.txt' -exec sed -i s/1/2/ {} +
   run 1 bash -c "ulimit -s 512 && '$scchost' -C '$scratch/many' commit"
-  holds 'the names of 900 files may be more than one command line holds; name fewer, such as one directory'
+  holds 'the names may be more than one command line holds; name fewer files'
   sed -i s/1/2/ "$scratch/many/few/one.c"
   run 0 bash -c "ulimit -s 512 && '$scchost' -C '$scratch/many' commit few"
   run 0 "$scchost" -C "$scratch/many" commit
@@ -243,6 +245,7 @@ it_completes_what_its_help_lists() {
   done <<'EOT'
 scchost sta|status
 scchost --directory = the|there
+scchost -j 4 sta|status
 scchost -C there diff d|docs/
 scchost add he|here
 scchost cat -C there -o he|here

@@ -52,8 +52,6 @@ main.c: Up-to-date, 1.2 here, 1.2 there' "$output"
     equal $'1\n3' "$(cat "$late/main.c")"
     run 1 "${host[@]}" "$work" nowhere.c
     holds 'status failed' "cannot find module \`$name/nowhere.c'"
-    run 1 "${host[@]}" "$scratch" main.c
-    equal "$scratch is not a working copy" "$output"
   done
 
   cat >"$scratch/worker.cpp" <<'EOT'
@@ -83,12 +81,9 @@ EOT
   for found in $(type -ap python3); do
     ! "$found" -c "import ctypes; ctypes.CDLL('$library')" 2>/dev/null || python=$found
   done
-  if [ -n "$python" ]; then
-    run 0 "$python" "$examples/minimal-host.py" "$library" "$CVSROOT" "$work" main.c
-    equal 'Up-to-date 1.2 1.2' "$output"
-  else
-    echo 'not tried, for want of a python3 of this word size: the host in Python'
-  fi
+  [ -n "$python" ] || return # there is none of this word size
+  run 0 "$python" "$examples/minimal-host.py" "$library" "$CVSROOT" "$work" main.c
+  equal 'Up-to-date 1.2 1.2' "$output"
 }
 
 run_scenarios "$@"

@@ -1,9 +1,7 @@
-// What the system can refuse, refused call by call to a library that a host has loaded.
-//
-// The functions here stand before the system's own: the dynamic linker binds the library's calls
-// to them. They are in a program of their own, because they blunt the sanitizers.
+// What the system can refuse, refused call by call to a library that a host has loaded. To the
+// functions here the dynamic linker binds its calls; in the other tests they would blunt the
+// sanitizers.
 #include <fcntl.h>
-#include <malloc.h>
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
@@ -26,7 +24,6 @@ struct Fault {
 } fault;
 
 long allocations = 0;  // that nobody has freed yet
-int waits = 0;
 
 bool fails(std::string_view function, int error) {
   if (function != fault.function || --fault.callsLeft != 0) return false;
@@ -57,14 +54,12 @@ void operator delete(void* memory, std::size_t) noexcept {
   operator delete(memory);
 }
 
-// NOLINTBEGIN(bugprone-macro-parentheses): types and parameter lists take none
 #define SYSTEMS_OWN(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 #define MAY_FAIL(type, name, parameters, arguments, failure, error) \
   type name parameters {                                            \
     static const auto own = SYSTEMS_OWN(name);                      \
     return fails(#name, error) ? failure : own arguments;           \
   }
-// NOLINTEND(bugprone-macro-parentheses)
 
 extern "C" {
 MAY_FAIL(int, pipe2, (int* ends, int flags) noexcept, (ends, flags), -1, EMFILE)
@@ -98,7 +93,6 @@ int clone(int (*run)(void*), void* stack, int flags, void* argument, ...) noexce
 
 pid_t waitpid(pid_t child, int* status, int options) {
   static const auto own = SYSTEMS_OWN(waitpid);
-  ++waits;
   const bool late = fails("waitpid", ECHILD);  // as if the host had been faster
   const pid_t ended = own(child, status, late ? 0 : options);
   if (late) errno = ECHILD;
@@ -212,8 +206,7 @@ class Faults : public ProviderTest {
 };
 
 TEST_F(Faults, FailOneCallAndLoseNothing) {
-  // What was read stays. The marks of edits are missing when memory runs out with their client,
-  // the last of the commands.
+  // What was read stays, but for the marks of edits, whose client is the last of the commands.
   const auto keptWhatWasRead = [this](std::size_t commands) {
     return [this, commands](Interface& p, const Lines& made) {
       std::string found = statusOf(p, "src/a.c");
@@ -307,25 +300,6 @@ TEST_F(Faults, AreToldWhereNoClientTellsThem) {
   EXPECT_FALSE(provider.createDirectory("p", "n"));
   EXPECT_STREQ(provider.getLastErrorCommand(), "import");
   EXPECT_STREQ(provider.getLastError(), "");
-}
-
-TEST(Loading, LeavesNothingBehind) {
-  const auto load = [] {
-    const Library library;
-    library.release(library.allocate());
-  };
-  for (int i = 0; i < 100; ++i) load();  // until the allocator's own caches are full
-  const auto bytes = mallinfo2().uordblks;
-  for (int i = 0; i < 1000; ++i) load();
-  EXPECT_EQ(mallinfo2().uordblks, bytes);
-}
-
-TEST(Process, LooksTenTimesForTheEndOfAChildItDoesNotWaitFor) {
-  Process process;
-  waits = 0;
-  EXPECT_EQ(process.run({"sleep", "0.1"}, false, nullptr, true, false, false, false, true), 0);
-  EXPECT_EQ(waits, 10);
-  EXPECT_GT(waitpid(-1, nullptr, 0), 0);
 }
 
 }  // namespace

@@ -9,16 +9,14 @@
 namespace {
 
 TEST(Words, AreSplitAsAShellWould) {
-  const struct {
-    const char* line;
-    std::vector<const char*> words;
-  } cases[] = {{"", {}},
-               {" \t\r# all comment", {}},
-               {"a  b\tc\r", {"a", "b", "c"}},
-               {"a#b #c", {"a#b"}},
-               {"'a b'\"c d\"e", {"a bc de"}},
-               {R"('\n' "\n" \n \' "\"" '' "")", {"\\n", "\n", "\n", "'", "\"", "", ""}},
-               {R"("a'b" 'a"b' null)", {"a'b", "a\"b", "null"}}};
+  const std::pair<const char*, std::vector<const char*>> cases[] = {
+      {"", {}},
+      {" \t\r# all comment", {}},
+      {"a  b\tc\r", {"a", "b", "c"}},
+      {"a#b #c", {"a#b"}},
+      {"'a b'\"c d\"e", {"a bc de"}},
+      {R"('\n' "\n" \n \' "\"" '' "")", {"\\n", "\n", "\n", "'", "\"", "", ""}},
+      {R"("a'b" 'a"b' null)", {"a'b", "a\"b", "null"}}};
   for (const auto& [line, wanted] : cases) {
     const auto words = splitWords(line);
     ASSERT_TRUE(words.has_value()) << line;
@@ -42,10 +40,7 @@ TEST(Words, ComeBackAsTheyWereQuoted) {
 }
 
 TEST(Entries, AreReadFromBothFiles) {
-  const struct {
-    const char *main, *log, *wanted;
-    bool nameDirectories;
-  } cases[] = {
+  const std::tuple<const char*, const char*, const char*, bool> cases[] = {
       {"", "", "", false},
       {"/a/1.1/time//\nD/d////\n", "", "a 1.1 time ;d/ ;", true},
       {"/a/1.1/x/-kb/Ttag\nD\n", "", "a 1.1 x -kb;", true},

@@ -6,13 +6,7 @@ using Operations = ProviderTest;
 using Operation = std::function<bool(CVSInterface&)>;
 
 TEST_F(Operations, StoresSettings) {
-  const struct {
-    const char* key;
-    const char* value;
-    bool stored;
-    const char* repository;
-    std::optional<bool> edits;  // none: as before
-  } cases[] = {
+  const std::tuple<const char*, const char*, bool, const char*, std::optional<bool>> cases[] = {
       {"Environment/Source Code Control/CVSRoot", ":ext:a", true, ":ext:a", {}},
       {"Environment/Source Code Control/CVSRoot", nullptr, true, "", {}},
       {"Environment/Source Code Control/cvsroot", "b", false, root, {}},
@@ -44,10 +38,7 @@ TEST_F(Operations, KeepTheCacheUntilTheLogout) {
 }
 
 TEST_F(Operations, RunTheirCommandsUntilOneFails) {
-  const struct {
-    Operation operation;
-    Lines commands;  // of which a status may fail
-  } cases[] = {
+  const std::pair<Operation, Lines> cases[] = {
       {[](auto& p) { return p.login("u", "", root); }, {"host$ login|-p|"}},
       {[](auto& p) { return p.checkin("src/a.c", "two\nlines 'and' \"quotes\""); },
        {".$ commit|-m|two\nlines 'and' \"quotes\"|src/a.c", "./src$ status|-l|a.c"}},
@@ -57,8 +48,9 @@ TEST_F(Operations, RunTheirCommandsUntilOneFails) {
        {"./src$ add|a.c", ".$ commit|-m|no comment|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.addFile("/src//a.c", "m"); },
        {"./src$ add|a.c", ".$ commit|-m|m|/src//a.c"}},
-      {[](auto& p) { return p.addFile("src/new/a.c", "m"); },
-       {"./src$ add|new", "./src/new$ add|a.c", ".$ commit|-m|m|src/new/a.c"}},
+      {[](auto& p) { return p.addFile("src/new/deep/a.c", "m"); },
+       {"./src$ add|new", "./src/new$ add|deep", "./src/new/deep$ add|a.c",
+        ".$ commit|-m|m|src/new/deep/a.c"}},
       {[](auto& p) { return p.getFile("src/a.c", true); },
        {".$ update|src/a.c", "./src$ status|-l|a.c"}},
       {[](auto& p) { return p.getTo("src/a.c", "", "/dev/null"); }, {".$ update|-p|-r||src/a.c"}},
@@ -81,7 +73,7 @@ TEST_F(Operations, RunTheirCommandsUntilOneFails) {
   ASSERT_TRUE(known("src/a.c"));  // cached: what succeeds reads it again
   takeCalls();
   for (const auto& [operation, commands] : cases) {
-    scratch.write("src/new/a.c", "");
+    scratch.write("src/new/deep/a.c", "");
     for (std::size_t last = 0; last < commands.size(); ++last) {
       const std::string& call = commands[last];
       const std::string command =
@@ -166,15 +158,6 @@ TEST_F(Operations, TakeTheProvidersOwnStrings) {
   const std::string path = scratch.path() + "/name-of-a-file";  // each string can be one
   scratch.write("CVS/Repository", path + "-remote\n");
   const std::string status = statusBlock("a", "Locally Modified", path, path + "-newer");
-  using Handed = const char* (*)(CVSInterface&);
-  const Handed handed[] = {
-      [](auto& p) { return p.getLastError(); },
-      [](auto& p) { return p.getLocalRoot(); },
-      [](auto& p) { return p.getRemoteRoot(); },
-      [](auto& p) { return p.getRepositoryListEntry(); },
-      [](auto& p) { return p.getRemoteDirectoryEntry(); },
-      [](auto& p) { return p.getFileStatus("a")->workingRevision.c_str(); },
-      [](auto& p) { return p.getFileStatus("a")->repositoryRevision.c_str(); }};
   using Use = std::function<bool(CVSInterface&, const char*)>;
   const std::string other = scratch.path() + "/newer";
   const auto batch = [](CVSInterface& p, bool joined) { return joined && p.postMulti(); };
@@ -205,7 +188,8 @@ TEST_F(Operations, TakeTheProvidersOwnStrings) {
       [](auto& p, auto s) { return p.createDirectory("p", s); },
   };
   // All that can be seen of a use of a string, or of a copy of it.
-  const auto observe = [&](const Use& use, Handed hand, bool copied) {
+  constexpr std::size_t strings = 7;
+  const auto observe = [&](const Use& use, std::size_t index, bool copied) {
     CVSInterface fresh;
     reply("rls", 0, "D/an-entry-with-a-long-name////\n", path + "-said");
     reply("status", 0, status);
@@ -217,7 +201,15 @@ TEST_F(Operations, TakeTheProvidersOwnStrings) {
     }
     std::filesystem::remove(path + "-said");
     takeCalls();
-    const char* string = hand(fresh);
+    const CVSFileStatus& record = *fresh.getFileStatus("a");
+    const char* const handed[strings] = {fresh.getLastError(),
+                                         fresh.getLocalRoot(),
+                                         fresh.getRemoteRoot(),
+                                         fresh.getRepositoryListEntry(),
+                                         fresh.getRemoteDirectoryEntry(),
+                                         record.workingRevision.c_str(),
+                                         record.repositoryRevision.c_str()};
+    const char* const string = handed[index];
     const bool result = use(fresh, copied ? std::string(string).c_str() : string);
     Lines seen = takeCalls();
     for (auto& call : seen) {
@@ -229,22 +221,19 @@ TEST_F(Operations, TakeTheProvidersOwnStrings) {
     return seen;
   };
   for (std::size_t i = 0; i < std::size(uses); ++i) {
-    for (std::size_t j = 0; j < std::size(handed); ++j) {
-      EXPECT_EQ(observe(uses[i], handed[j], false), observe(uses[i], handed[j], true))
-          << "use " << i << " of string " << j;
+    for (std::size_t j = 0; j < strings; ++j) {
+      EXPECT_EQ(observe(uses[i], j, false), observe(uses[i], j, true)) << i << " of string " << j;
     }
   }
 }
 
 TEST_F(Operations, LearnTheRemoteRootFromTheWorkingCopy) {
-  const struct {
-    std::string contents;
-    std::string remote;
-  } cases[] = {{"lib/proj\n", "lib/proj"},
-               {"lib/proj", "lib/proj"},
-               {"a\nb\n", "a"},
-               {"", ""},
-               {std::string(3000, 'x'), std::string(1023, 'x')}};
+  const std::pair<std::string, std::string> cases[] = {
+      {"lib/proj\n", "lib/proj"},
+      {"lib/proj", "lib/proj"},
+      {"a\nb\n", "a"},
+      {"", ""},
+      {std::string(3000, 'x'), std::string(1023, 'x')}};
   for (const auto& [contents, remote] : cases) {
     scratch.write("CVS/Repository", contents);
     EXPECT_TRUE(provider.setRoots((scratch.path() + '/').c_str()));
@@ -257,17 +246,14 @@ TEST_F(Operations, LearnTheRemoteRootFromTheWorkingCopy) {
 
 TEST_F(Operations, CheckOutANewRoot) {
   const std::string here = scratch.path();
-  const struct {
-    std::string local;
-    bool result;
-    Lines commands;
-  } cases[] = {{here + "/proj", true, {".$ checkout|-l|-d|proj|lib/p"}},
-               {here + "//src//proj//", true, {"./src$ checkout|-l|-d|proj|lib/p"}},
-               {"no-such-directory", true, {"/$ checkout|-l|-d|no-such-directory|lib/p"}},
-               {here + "/src", true, {}},
-               {"//", false, {}},
-               {"", false, {}},
-               {here + "/missing/proj", false, {}}};
+  const std::tuple<std::string, bool, Lines> cases[] = {
+      {here + "/proj", true, {".$ checkout|-l|-d|proj|lib/p"}},
+      {here + "//src//proj//", true, {"./src$ checkout|-l|-d|proj|lib/p"}},
+      {"no-such-directory", true, {"/$ checkout|-l|-d|no-such-directory|lib/p"}},
+      {here + "/src", true, {}},
+      {"//", false, {}},
+      {"", false, {}},
+      {here + "/missing/proj", false, {}}};
   for (const auto& [local, result, commands] : cases) {
     EXPECT_EQ(provider.setRoots(local.c_str(), "lib/p"), result) << local;
     EXPECT_EQ(takeCalls(), commands);
@@ -303,10 +289,7 @@ TEST_F(Operations, ListTheRepository) {
 
 TEST_F(Operations, WriteARevisionWholeOrNotAtAll) {
   const std::string file = scratch.write("to", "before");
-  const struct {
-    const char* contents;
-    const char* written;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"a\nb\nc\n", "a\nb\nc\n"}, {"a\nlast", "a\nlast\n"}, {"a\r\nb\r\n", "a\nb\n"}, {"", ""}};
   reply("update", 1, "half");
   EXPECT_FALSE(provider.getTo("a", "1.1", file.c_str()));
@@ -323,15 +306,11 @@ TEST_F(Operations, WriteARevisionWholeOrNotAtAll) {
 }
 
 TEST_F(Operations, ImportANewDirectoryFromAnEmptyOne) {
-  const struct {
-    const char* user;
-    const char* parent;
-    const char* name;
-    const char* arguments;
-  } cases[] = {{nullptr, "lib", "docs", "lib/docs||start"},
-               {"u", nullptr, "docs", "docs|u|start"},
-               {"v", "", "docs", "/docs|v|start"},
-               {"w", "lib/", "docs", "lib//docs|w|start"}};
+  const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
+      {nullptr, "lib", "docs", "lib/docs||start"},
+      {"u", nullptr, "docs", "docs|u|start"},
+      {"v", "", "docs", "/docs|v|start"},
+      {"w", "lib/", "docs", "lib//docs|w|start"}};
   for (const auto& [user, parent, name, arguments] : cases) {
     if (user != nullptr) provider.login(user, nullptr, root);
     EXPECT_TRUE(provider.createDirectory(parent, name));
@@ -343,20 +322,13 @@ TEST_F(Operations, ImportANewDirectoryFromAnEmptyOne) {
   EXPECT_FALSE(provider.createDirectory(nullptr, "docs"));
 }
 
-TEST_F(Operations, AddNewDirectoriesFromTheTopDown) {
+TEST_F(Operations, ReadOnlyAddedDirectoriesAgain) {
   reply("status", 0, statusBlock("x.c", "Up-to-date"));
-  for (const char* file : {"src/x.c", "src/new/x.c"}) {
-    scratch.write(file, "");
-    ASSERT_TRUE(known(file));
-  }
   scratch.write("src/new/deep/x.c", "");
-  takeCalls();
+  ASSERT_TRUE(known("src/x.c") && known("src/new/x.c"));
   EXPECT_TRUE(provider.addFile("src/new/deep/x.c", "m"));
-  EXPECT_EQ(takeCalls(), (Lines{"./src$ add|new", "./src/new$ add|deep", "./src/new/deep$ add|x.c",
-                                ".$ commit|-m|m|src/new/deep/x.c"}));
-  EXPECT_TRUE(known("src/x.c"));
-  EXPECT_EQ(takeCalls(), Lines{});  // only added directories are read again
-  EXPECT_TRUE(known("src/new/x.c"));
+  EXPECT_EQ(takeCalls().size(), 6u);
+  EXPECT_TRUE(known("src/x.c") && known("src/new/x.c"));
   EXPECT_EQ(takeCalls(), Lines{"./src/new$ status|-l"});
 }
 
@@ -387,10 +359,7 @@ class Batches : public ProviderTest {
 };
 
 TEST_F(Batches, RunAsOneCommand) {
-  const struct {
-    const char* steps;
-    Lines commands;
-  } cases[] = {
+  const std::pair<const char*, Lines> cases[] = {
       {"open close commit:a:A", {".$ commit|-m|A|a"}},
       {"open commit:a:A open commit:b:B commit:a:C close close", {".$ commit|-m|A|a|b|a"}},
       {"open commit:a:- close", {".$ commit|-m|no comment|a"}},

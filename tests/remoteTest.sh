@@ -36,8 +36,6 @@ Up-to-date\t1.1\t1.1\tedited\tuser guide/start.txt' "$output"
   host 0 -C "$bob" unedit 'user guide'
   host 0 -C "$bob" commit main.c
   equal 'one 2 3 4 5 6, 1 2 3 4 5 6' "$(lines "$bob/main.c"), $(lines "$bob/util.c")"
-  host 0 -C "$bob" cat -r 1.1 main.c
-  equal '1 2 3 4 5' "$(lines - <<<"$output")"
 }
 
 it_works_locally() { tour "$scratch/repository"; }
@@ -57,11 +55,10 @@ it_works_with_a_password() {
   host 1 --root "$server_root" ls
   run 0 log_in "$guest_root" ''
   run 1 log_in "$guest_root" "$password"
-  equal 1 "$(grep -c . "$HOME/.cvspass")"
   equal '' "$("$build/cvs-gnu" -d "$guest_root" login -p '' 2>&1 >"$scratch/login")"
   # On a terminal, which the client must not read.
-  run 0 env CVSROOT="$server_root" timeout 30 \
-    script -qec 'printf "%s\n" "$password" | "$scchost" login' /dev/null
+  export CVSROOT=$server_root
+  run 0 timeout 30 script -qec 'printf "%s\n" "$password" | "$scchost" login' /dev/null
   holds "logged in to $server_root"
   tour "$server_root"
   equal '' "$(grep -rlF "$password" "$scratch")"

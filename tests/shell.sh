@@ -98,7 +98,7 @@ prepare_tree() {
 }
 
 # does DIRECTORY COMMAND: runs a shell command there.
-does() { (cd "$1" && eval "$2") >"$scratch/did" 2>&1 || fail "'$2' failed: $(cat "$scratch/did")"; }
+does() { (cd "$1" && eval "$2") >"$scratch/did" 2>&1 </dev/null || fail "'$2' failed: $(cat "$scratch/did")"; }
 
 in_ann() { run "$1" "$scchost" -C "$ann" "${@:2}"; }
 in_bob() { run "$1" "$scchost" -C "$bob" "${@:2}"; }

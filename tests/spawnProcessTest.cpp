@@ -33,10 +33,7 @@ struct Outcome {
 };
 
 TEST(Process, CutsLines) {
-  const struct {
-    const char* written;  // as printf takes it
-    Lines lines;
-  } cases[] = {
+  const std::pair<const char*, Lines> cases[] = {
       {"", {}},
       {"a\\nb\\n", {"a", "b"}},
       {"a\\nb", {"a", "b"}},
@@ -72,11 +69,7 @@ TEST(Process, CarriesLongOutputWholeAndInOrder) {
 }
 
 TEST(Process, ReportsHowTheChildEnded) {
-  const struct {
-    const char* script;
-    bool wait;
-    int result;
-  } cases[] = {
+  const std::tuple<const char*, bool, int> cases[] = {
       {"exit 0", true, 0},
       {"exit 127", true, 127},
       {"exit 128", true, -128},
@@ -162,10 +155,7 @@ TEST(Process, SurvivesClosedStandardDescriptors) {
 
 // A timer that interrupts, and a handler that reaps whatever has ended, as many hosts have one.
 TEST(Process, SurvivesTheHostsSignals) {
-  const struct {
-    const char* script;
-    std::size_t bytes;
-  } cases[] = {
+  const std::pair<const char*, std::size_t> cases[] = {
       {"for i in 1 2 3; do head -c 100000 /dev/zero | tr '\\0' x; sleep 0.05; done; exit 3",
        300000},
       {"printf x; exec >&- 2>&-; sleep 0.05; exit 3", 1},
@@ -265,8 +255,8 @@ TEST(Process, ServesAHostThatIgnoresAndBlocksSignals) {
   EXPECT_EQ(wrong, "");
 }
 
-// Runs a child from a thread with a stack of its own. Returns the result, and how many bytes have
-// changed in the memory below the guard page of that stack.
+// Runs a child on a stack. Returns the result, and how many bytes have changed below its guard
+// page.
 std::pair<int, std::ptrdiff_t> runOnStack(std::size_t size, const Argv& argv) {
   constexpr std::size_t below = 1 << 20, guard = 1 << 12;
   char* const memory = static_cast<char*>(mmap(

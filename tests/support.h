@@ -59,8 +59,7 @@ inline int countDescriptors() {
   return static_cast<int>(std::distance(begin(all), end(all)));
 }
 
-// Runs a body in a process of its own, which it may spoil. Returns what the body found wrong;
-// nothing when all was well. A body that takes longer than a minute is ended.
+// Runs a body in a process of its own, for at most a minute. Returns what the body found wrong.
 inline std::string inFork(const std::function<const char*()>& body) {
   constexpr std::size_t size = 200;
   void* shared = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -134,9 +133,8 @@ class ProviderTest : public ::testing::Test {
     replies.write(key + ".err", err);
   }
 
-  // How the client was called since the last time: "DIRECTORY$ COMMAND|ARGUMENT...", where the
-  // directory is relative to the working copy, or "host" for the host's own. What every command
-  // line begins with is checked and left out.
+  // How the client was called since the last time, as "DIRECTORY$ COMMAND|ARGUMENT...", seen from
+  // the working copy, or "host$ ..." in the host's own directory. Each call's begin is checked.
   Lines takeCalls() const {
     const std::string log = replies.path() + "/calls";
     Lines found;

@@ -302,4 +302,11 @@ TEST_F(Faults, AreToldWhereNoClientTellsThem) {
   EXPECT_STREQ(provider.getLastError(), "");
 }
 
+TEST(Process, LooksTenTimesForTheEndOfAChildItDoesNotWaitFor) {
+  fault = {"waitpid", 100};
+  EXPECT_EQ(Process().run({"sleep", "0.1"}, false, nullptr, true, false, false, false, true), 0);
+  EXPECT_EQ(std::exchange(fault, {}).callsLeft, 90);
+  EXPECT_GT(waitpid(-1, nullptr, 0), 0);
+}
+
 }  // namespace

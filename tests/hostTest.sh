@@ -77,10 +77,8 @@ it_names_what_it_left_alone() {
 1|edit --clean d.c|=scchost: d.c cannot be replaced: the provider tells no state of it
 1|unedit d.c|d.c has changed since its edit was announced
 1|unedit --revert d.c|d.c cannot be replaced: the provider tells no state of it
-1|unedit c.c|=scchost: c.c is not being edited
 0|update c.c|=nothing to update
 0|revert c.c|=nothing to revert
-0|commit c.c|=nothing is modified
 1|unedit docs|docs/deep is a missing
 0|cat c.c|=1~2~3
 1|cat none.c|=scchost: cannot fetch revision HEAD of none.c: neither the working copy nor the repository knows it
@@ -292,7 +290,6 @@ it_refuses_what_makes_no_sense() {
 2|frob|there is no command frob
 2||no command given
 2|cat|usage: cat PATH
-2|-C '' status|is empty
 1|-C nope status|there is no directory nope
 1|-C / status|=scchost: / is not a working copy: it has no CVS/Repository that can be read
 1|--client none status a.c|there is no program none; install it, or name another with --client
@@ -330,7 +327,7 @@ missing				docs/deep/g.txt' "$output"
 Locally Modified\t1.1.1.1\t1.1.1.1\tedited\tc.c' "$output"
   # On a terminal with headings, colours, and a last line.
   run 0 env -u NO_COLOR script -qec "'$scchost' -C '$bob' status" /dev/null
-  holds 'STATUS            WORKING  REPOSITORY  EDITED  PATH' $'\033[31mNeeds Merge     ' \
+  holds 'STATUS            WORKING  REPOSITORY  EDITED  PATH' $'\033[31mNeeds Merge       \033[0m1.1.1.1  1.2                 a.c' \
     '9 files: 1 up to date, 1 modified, 1 added, 1 removed, 1 to be merged, 1 to be patched, 2 missing, 1 dead'
   run 0 env NO_COLOR=1 script -qec "'$scchost' -C '$bob' status c.c" /dev/null
   [[ $output != *$'\033'* ]] || fail "colour in: $output"

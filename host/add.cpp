@@ -22,7 +22,7 @@ std::string findObstacle(const Job& job, const File& file) {
     if (isUnderControl(path)) return "is a directory under version control; name what is new in it";
     for (const auto& name : listNames(path)) {
       if (!isUnderControl(path + '/' + name)) continue;
-      return "holds a working copy, " + name + ", and the client would commit its changes, too";
+      return "holds the working copy " + shown(name) + ", whose changes the client would commit";
     }
     return "";
   }

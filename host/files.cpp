@@ -91,11 +91,11 @@ bool moveFile(const std::string& from, const std::string& to) {
 }
 
 bool copyFile(const std::string& from, const std::string& to) {
-  const int target = open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  std::ifstream input = openRegular(from);
+  const int target = input ? open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666) : -1;
   if (target == -1) return false;
   close(target);
   std::ofstream output(to, std::ios::binary);
-  std::ifstream input = openRegular(from);
   return input.peek() == EOF || (output << input.rdbuf()).flush();
 }
 

@@ -291,7 +291,7 @@ it_adds_only_what_is_meant() {
     holds "${wanted//;/$'\n'}"
   done <<'EOT'
 1|docs|docs is a directory under version control
-1|holder|holder holds a working copy, docs, and the client would commit its changes, too
+1|holder|holder holds the working copy docs, whose changes the client would commit
 1|plain.c p/q/typo|p/q/typo does not exist
 1|pipe|pipe is neither a file nor a directory
 1|binary|cvs add -kb

@@ -87,6 +87,7 @@ it_names_what_it_left_alone() {
 0|ls tool/docs|=f.txt
 1|ls ./-R|the client would take that for an option
 1|--client true status c.c|scchost: .: the client told nothing of its files
+1|--client false edit c.c|=scchost: edit c.c failed; cvs edit printed nothing on standard error
 EOT
   equal '1 2 3 mine' "$(lines "$bob/d.c")"
 }

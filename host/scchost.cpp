@@ -40,7 +40,7 @@ const std::vector<Command> commands = {
     {"revert", "PATH...", 1, any, "Replace files by the repository's", files, updateFiles},
     {"cat", "PATH", 1, 1, "Write one revision of a file", files, printRevision},
     {"edit", "PATH...", 1, any, "Announce that files are being edited", files, editFiles},
-    {"unedit", "PATH...", 1, any, "Withdraw that of unchanged files", files | adapter, uneditFiles},
+    {"unedit", "PATH...", 1, any, "Withdraw edits without changes", files | adapter, uneditFiles},
     {"ls", "[PATH]", 0, 1, "List the files of a repository directory", nothing, listDirectory},
     {"mkdir", "PATH", 1, 1, "Create a repository directory", nothing, makeDirectory},
     {"checkout", "LOCAL REMOTE", 2, 2, "Make LOCAL a working copy of REMOTE", nothing, checkOut},

@@ -3,7 +3,7 @@
 set -uo pipefail
 unset CVSROOT CVS_CLIENT_LOG CVS_GNU_CLIENT CVS_PASSFILE CVS_RSH
 export TERM=xterm # one with colours
-build=$(cd "$1" && pwd)
+build=$(cd "${1:?usage: TEST BUILD-DIRECTORY [SCENARIO]}" && pwd) || exit
 sources=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 scchost=$build/scchost
 failures=0

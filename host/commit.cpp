@@ -86,7 +86,8 @@ int commitFiles(Job& job) {
   Paths changed;
   FileGroups toSearch;
   for (const auto& group : findOwnFiles(job)) {
-    if (group.isWhole) toSearch.push_back(group);
+    const bool isLost = group.state == FileGroup::State::missing && !job.names(group.directory);
+    if (group.isWhole && !isLost) toSearch.push_back(group);
     for (const auto& file : group.isWhole ? std::vector<File>() : group.files) {
       changed.push_back(file.path);
     }

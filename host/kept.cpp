@@ -1,7 +1,5 @@
 #include "kept.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <system_error>
 
@@ -54,7 +52,7 @@ void KeptTexts::end(bool succeeded) {
   isBackupOld_ = moveBack(earlier_, backup_);
   if (!succeeded) moveBack(text_, path_);
   if (text_.empty() || !haveSameBytes(directory_ + text_, directory_ + path_)) return;
-  unlink((directory_ + text_).c_str());
+  std::remove((directory_ + text_).c_str());
   text_.clear();
 }
 

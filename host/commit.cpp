@@ -69,7 +69,7 @@ bool addChanged(const Job& job, const FileGroups& groups, Paths& changed) {
     }
   });
   if (complaints.report() == exitSuccess) return true;
-  complain("nothing is committed; name the files to commit");
+  complain("nothing is committed; name the files that are ready");
   return false;
 }
 

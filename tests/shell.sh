@@ -57,8 +57,8 @@ run_scenarios() {
   local scenario
   command -v cvs >/dev/null || skip "there is no cvs client on this machine"
   if [ -n "${2-}" ]; then
-    cd "$scratch" && declare -F "$2" >/dev/null || fail "there is no scenario $2"
-    "$2"
+    declare -F "$2" >/dev/null || fail "there is no scenario $2"
+    cd "$scratch" && "$2"
     exit $((failures > 0))
   fi
   while read -r scenario; do

@@ -369,7 +369,7 @@ EOT
   echo 1 >"$bob/late.c"
   in_bob 1 add late.c
   holds 'late.c is scheduled to be added; commit finishes it'
-  cp "$scratch/CVSROOT/loginfo" "$CVSROOT/CVSROOT/commitinfo"
+  cp -f "$scratch/CVSROOT/loginfo" "$CVSROOT/CVSROOT/commitinfo"
   does "$bob" 'cvs -Q rm -f new.c && echo D/lost//// >>CVS/Entries' # which keeps nobody from a commit
   says <<'EOT'
 0|commit|=committing late.c~committing new.c~committed late.c 1.1~removed new.c

@@ -11,8 +11,7 @@ bool isUnderControl(const std::string& directory) {
 }
 
 // Why a path cannot be added; or empty. The client would make directories in the repository for
-// what does not exist, wait for a pipe, change a binary file, and commit everything below a
-// directory.
+// what does not exist, wait for a pipe, change a binary file, and commit all below a directory.
 std::string findObstacle(const Job& job, const File& file) {
   const std::string path = job.session.pathOf(file.path);
   const FileKind kind = kindOf(path);

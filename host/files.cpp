@@ -92,11 +92,15 @@ bool moveFile(const std::string& from, const std::string& to) {
 
 bool copyFile(const std::string& from, const std::string& to) {
   std::ifstream input = openRegular(from);
-  const int target = input ? open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666) : -1;
+  const int target = input ? open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600) : -1;
   if (target == -1) return false;
   close(target);
-  std::ofstream output(to, std::ios::binary);
-  return input.peek() == EOF || (output << input.rdbuf()).flush();
+  std::ofstream(to, std::ios::binary) << input.rdbuf();
+  if (haveSameBytes(from, to)) return true;
+  const int error = errno;
+  unlink(to.c_str());
+  errno = error;
+  return false;
 }
 
 FilePointer openTemporary() {

@@ -19,8 +19,8 @@ std::string backupOf(const std::string& path, const std::string& revision) {
 KeptTexts::KeptTexts(const std::string& workingCopy, const File& file, const std::string& revision,
                      bool movesFile)
     : directory_(workingCopy + '/'), path_(file.path), backup_(backupOf(path_, revision)) {
-  const bool copiesFile =
-      kindOf(directory_ + path_) == FileKind::regular && (file.hasOpenConflict || file.isLink);
+  const bool copiesFile = kindOf(directory_ + path_) == FileKind::regular &&
+                          (file.hasOpenConflict || (file.isLink && !file.isAsFetched));
   if (movesFile || copiesFile) {
     text_ = keep(path_, backupOf(path_, file.entry.revision), !movesFile);
   }
@@ -51,8 +51,11 @@ void KeptTexts::end(bool succeeded) {
   };
   isBackupOld_ = moveBack(earlier_, backup_);
   if (!succeeded) moveBack(text_, path_);
-  if (text_.empty() || !haveSameBytes(directory_ + text_, directory_ + path_)) return;
-  std::remove((directory_ + text_).c_str());
+  const std::string text = directory_ + text_, backup = directory_ + backup_;
+  const bool isThereTwice =
+      haveSameBytes(text, directory_ + path_) || (!isBackupOld_ && haveSameBytes(text, backup));
+  if (text_.empty() || !isThereTwice) return;
+  std::remove(text.c_str());
   text_.clear();
 }
 

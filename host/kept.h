@@ -8,8 +8,7 @@
 // moved away so that the client fetches it as a missing one; what the client's own backup,
 // .#NAME.REVISION, would overwrite; and a copy of what that would miss, the text behind a link and
 // a conflict's. Each goes to a name that the client never writes: the backup's with ".kept", and a
-// number where that is taken. So however the program ends, the bytes are there under one of the two
-// names.
+// number where that is taken. So however the program ends, the bytes are under one of the names.
 class KeptTexts {
  public:
   // `revision` is that of the backup. Throws std::system_error when a text cannot be kept.
@@ -19,8 +18,7 @@ class KeptTexts {
   KeptTexts(const KeptTexts&) = delete;
   KeptTexts& operator=(const KeptTexts&) = delete;
 
-  // After the client: takes back what it has not replaced, but after a success no file that is
-  // gone.
+  // After the client: takes back what it has not replaced. After a success a file may be gone.
   void end(bool succeeded);
 
   // Whether the text of the file was replaced by another one.

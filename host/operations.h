@@ -33,8 +33,7 @@ FileGroups findOwnFiles(const Job& job);
 // if so, that is reported, with the paths to name instead.
 bool reachesForeign(const FileGroups& groups, const Job& job);
 
-// Puts what has happened to a file in words; empty for nothing. Where it was not, its path is
-// empty.
+// Puts what has happened to a file in words; or empty. Where there was none, its path is empty.
 using Describe = std::function<std::string(const File& before, const File& after)>;
 
 // Says what has happened to each file, and returns whether there was anything to say.

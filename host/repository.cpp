@@ -35,8 +35,7 @@ std::string checkName(const std::string& name) {
 }
 
 // Returns the exit status of a failure, which is reported, unless a directory can be made. In place
-// of a file, or below one, the client would make it, and nobody could check out the module any
-// more.
+// of a file, or below one, the client would make it, and nobody could check the module out then.
 int checkNewDirectory(Provider& provider, const fs::path& directory, const std::string& what) {
   if (directory.empty()) return fail(what + ": that is the top of the repository");
   if (directory.string()[0] == '-')

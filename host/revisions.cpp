@@ -82,19 +82,19 @@ bool copy(const FilePointer& from, std::ostream& to) {
 }
 
 // Writes to a file, or without a name to the standard output. A file is written beside the target
-// and renamed: one of the two texts is there as a whole. False, with errno set, when not all is
-// written.
+// and renamed: one of the two texts is there. False, with errno set, when not all is written.
 bool writeTo(const std::string& target, const FilePointer& from) {
-  if (target.empty()) return copy(from, std::cout);
   struct stat found = {}, standard = {};
   const bool isThere = stat(target.c_str(), &found) == 0;
   const bool isFile = isThere ? S_ISREG(found.st_mode) : !isHere(target);
   // The standard output has names, too, and may be a file.
   fstat(STDOUT_FILENO, &standard);
   const bool isSame = found.st_ino == standard.st_ino && found.st_dev == standard.st_dev;
-  if (isThere && isSame) return copy(from, std::cout);
-  if (!isFile) {
-    std::ofstream output(target, std::ios::binary);
+  if (target.empty() || (isThere && isSame)) return copy(from, std::cout);
+  const bool isStream = target.rfind("/dev/std", 0) == 0 || target.rfind("/dev/fd/", 0) == 0 ||
+                        target.rfind("/proc/", 0) == 0;
+  if (!isFile || isStream) {
+    std::ofstream output(target, std::ios::binary | std::ios::app);
     return output && copy(from, output);
   }
   const std::string place = resolve(target).value_or(target);

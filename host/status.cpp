@@ -88,8 +88,7 @@ void addPatterns(std::istream&& words, std::vector<std::string>& patterns) {
 }
 
 // A directory's files that neither its CVS/Entries name nor the client ignores, by its own default,
-// CVSIGNORE, or a .cvsignore there or at home. The repository's CVSROOT/cvsignore is not known
-// here.
+// CVSIGNORE, or a .cvsignore there or at home. The repository's own cvsignore is not known here.
 Paths findUntracked(const Session& session, const std::string& directory) {
   const std::string place = session.pathOf(directory);
   std::vector<std::string> patterns;

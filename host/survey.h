@@ -31,7 +31,6 @@ struct FileStatus {
   bool isModified() const { return state == State::told && answer.modified; }
 };
 
-// The state in words.
 std::string textOf(const FileStatus& file);
 
 struct DirectoryStatus {

@@ -106,7 +106,7 @@ it_keeps_what_it_replaces() {
 
 it_keeps_what_the_client_keeps_nowhere() {
   local way
-  for way in "${ways[@]}"; do
+  for way in :fork: ''; do
     take_tree "$way"
     # What a link leads to, a conflict whose file is removed, and a backup without a revision.
     mv "$bob/d.c" "$scratch/target"
@@ -115,21 +115,30 @@ it_keeps_what_the_client_keeps_nowhere() {
     sed -i s/2/ann/ "$ann/d.c"
     sed -i s/2/bob/ "$scratch/target"
     echo first >"$bob/.#new.c"
-    echo second | tee "$bob/new.c" >"$ann/new.c"
-    echo ann >>"$ann/new.c"
+    echo second >"$bob/new.c" && echo ann >"$ann/new.c"
     does "$ann" 'cvs -Q rm -f a.c && cvs -Q add new.c && cvs -Q commit -m ann'
     in_bob 1 update
-    keeps .#d.c.1.1.1.1.kept '1 bob 3'
+    [ -n "$way" ] || keeps .#d.c.1.1.1.1.kept '1 bob 3' # else the target itself
+    grep -qs bob "$bob/.#d.c.1.1.1.1" "$bob/.#d.c.1.1.1.1.kept" || fail 'the text of a link is gone'
     grep -qs '^=======' "$bob/a.c" "$bob/.#a.c.1.2.kept" || fail "$way: no conflict"
     "$scchost" -C "$bob" revert new.c >"$scratch/said" 2>&1
     grep -qs first "$bob"/.#new.c* || fail "$way: the earlier backup is gone"
     rm -f "$bob/a.c" "$bob/d.c"
   done
+  equal 600 "$(stat -c %a "$bob/.#d.c.1.1.1.1.kept")"
   # A clean edit goes by no record of a neighbour, and brings what is not here.
   echo 1 >"$bob/b.c "
-  does "$bob" "cvs -Q add 'b.c ' && cvs -Q commit -m neighbour && echo mine >>b.c && rm c.c"
+  does "$bob" "cvs -Q add 'b.c ' && cvs -Q commit -m neighbour 'b.c ' && echo mine >>b.c && rm c.c"
   in_bob 0 edit --clean b.c c.c
-  equal '1 2 3, 1 2 3' "$(lines "$bob/b.c"), $(lines "$bob/c.c")"
+  keeps b.c '1 2 3' c.c '1 2 3'
+  # No part of a text passes for the whole, and none is kept twice.
+  seq 20000 | tee "$ann/e.c" >"$bob/e.c"
+  conflict e.c
+  does "$ann" 'sed -i s/7/ann/ e.c && cvs -Q commit -m more'
+  run 1 bash -c "trap '' XFSZ; ulimit -f 50; '$scchost' -C '$bob' update e.c"
+  equal 'scchost: cannot keep e.c as .#e.c.1.2.kept: File too large' "$output"
+  in_bob 0 update e.c
+  equal '' "$(find "$bob" -name '.#e.c*kept')"
 }
 
 it_moves_a_conflict_aside() {
@@ -341,7 +350,6 @@ it_takes_paths_as_the_system_does() {
   keeps b.c '1 2 3 mine' docs/f.txt '1 2 3' a.c '1 2 3'
   in_bob 0 status in/g.txt docs/deep//g.txt "$bob/./docs/deep/g.txt"
   equal $'Up-to-date\t1.1.1.1\t1.1.1.1\t\tdocs/deep/g.txt' "$output"
-  # Damaged administrative files lead nowhere.
   printf 'D/..////\nD/.////\nD/////\n' >>"$bob/docs/CVS/Entries"
   run 0 timeout 20 "$scchost" -C "$bob" status docs
   equal 2 "$(grep -c . <<<"$output")"
@@ -403,6 +411,8 @@ it_writes_a_revision_whole_or_not_at_all() {
     "$scchost" -C "$bob" cat -o "$path" -r 1.1 a.c >>"$scratch/log" || fail "$path"
     equal '0 1 2 3' "$(lines "$scratch/log")"
   done
+  "$scchost" -C "$bob" cat -o /dev/stderr -r 1.1 a.c 2>>"$scratch/log"
+  equal '0 1 2 3 1 2 3' "$(lines "$scratch/log")"
   run 0 bash -o pipefail -c "! '$scchost' -C '$bob' cat a.c | head -n 1"
   equal 'a line of text' "$output"
   equal '' "$(ls -A "$TMPDIR")"

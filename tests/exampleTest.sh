@@ -50,8 +50,6 @@ main.c: Up-to-date, 1.2 here, 1.2 there' "$output"
     holds 'Needs Merge, 1.1.1.1 here, 1.2 there' 'commit failed; the last words of the client, in "commit"' \
       "Up-to-date check failed for \`main.c'"
     equal $'1\n3' "$(cat "$late/main.c")"
-    run 1 "${host[@]}" "$work" nowhere.c
-    holds 'status failed' "cannot find module \`$name/nowhere.c'"
   done
 
   cat >"$scratch/worker.cpp" <<'EOT'

@@ -296,7 +296,6 @@ it_refuses_what_makes_no_sense() {
 1|--client none status a.c|there is no program none; install it, or name another with --client
 1|--library /etc/passwd status|scchost: cannot load the provider: /etc/passwd
 2|diff none.c|it is not under version control here
-2|--client none diff|there is no program none
 EOT
   rm "$bob/CVS/Root"
   run 1 env -u CVSROOT "$scchost" -C "$bob" ls

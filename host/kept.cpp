@@ -31,12 +31,16 @@ KeptTexts::~KeptTexts() {
   if (!hasEnded_) end(false);
 }
 
-std::string KeptTexts::keep(const std::string& path, const std::string& name, bool copies) const {
+std::string KeptTexts::keep(const std::string& path, const std::string& name, bool copies) {
   const auto take = copies ? copyFile : moveFile;
   std::string to = name + ".kept";
   for (int number = 2; !take(directory_ + path, directory_ + to); ++number) {
-    const std::string what = "cannot keep " + path + " as " + to;
-    if (errno != EEXIST) throw std::system_error(errno, std::generic_category(), what);
+    const std::system_error error(errno, std::generic_category(),
+                                  "cannot keep " + path + " as " + to);
+    if (error.code() != std::errc::file_exists) {
+      end(false);  // nothing is kept, so nothing may be moved
+      throw error;
+    }
     to = name + ".kept." + std::to_string(number);
   }
   return to;

@@ -28,10 +28,10 @@ class KeptTexts {
   std::string describe() const;
 
  private:
-  std::string keep(const std::string& path, const std::string& name, bool copies) const;
+  std::string keep(const std::string& path, const std::string& name, bool copies);
   bool isBackedUp() const;
 
   const std::string directory_, path_, backup_;  // the working copy, and paths there
-  std::string text_, earlier_;                   // where they are now; empty when not moved
+  std::string text_, earlier_;                   // where they are now; empty when not kept
   bool isBackupOld_ = false, hasEnded_ = false;
 };

@@ -118,13 +118,13 @@ it_keeps_what_the_client_keeps_nowhere() {
     echo second >"$bob/new.c" && echo ann >"$ann/new.c"
     does "$ann" 'cvs -Q rm -f a.c && cvs -Q add new.c && cvs -Q commit -m ann'
     in_bob 1 update
-    [ -n "$way" ] || keeps .#d.c.1.1.1.1.kept '1 bob 3' # else the target itself
     grep -qs bob "$bob/.#d.c.1.1.1.1" "$bob/.#d.c.1.1.1.1.kept" || fail 'the text of a link is gone'
     grep -qs '^=======' "$bob/a.c" "$bob/.#a.c.1.2.kept" || fail "$way: no conflict"
     "$scchost" -C "$bob" revert new.c >"$scratch/said" 2>&1
     grep -qs first "$bob"/.#new.c* || fail "$way: the earlier backup is gone"
     rm -f "$bob/a.c" "$bob/d.c"
   done
+  keeps .#d.c.1.1.1.1.kept '1 bob 3' # where the client writes to the target itself
   equal 600 "$(stat -c %a "$bob/.#d.c.1.1.1.1.kept")"
   # A clean edit goes by no record of a neighbour, and brings what is not here.
   echo 1 >"$bob/b.c "
@@ -181,6 +181,14 @@ EOT
     in_bob 0 status --changed
     equal '' "$output"
   done
+  # What cannot be kept stays where it is: the second name for it is too long.
+  file=$(printf 'n%.0s' {1..243})
+  does "$ann" "cp docs/f.txt $file && cvs -Q add $file && cvs -Q commit -m long $file"
+  does "$bob" 'cvs -Q update'
+  conflict "$file"
+  echo spare >"$bob/.#$file.1.2"
+  in_bob 1 revert "$file"
+  keeps "$file" "$(printf "$marked" "$file")" ".#$file.1.2" spare
 }
 
 it_publishes_no_conflict_markers() {

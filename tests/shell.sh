@@ -40,12 +40,7 @@ run() {
 # holds TEXT...: what the last command printed has to hold each text.
 holds() {
   local text
-  for text in "$@"; do
-    case $output in
-      *"$text"*) ;;
-      *) fail "no '$text' in: $output" ;;
-    esac
-  done
+  for text in "$@"; do [[ $output = *"$text"* ]] || fail "no '$text' in: $output"; done
 }
 
 # equal WANTED FOUND
@@ -70,7 +65,7 @@ run_scenarios() {
 # Makes $scratch/repository, to which CVSROOT leads by the method that is given, and the working
 # copies $ann and $bob, as copies of a tree that is prepared once.
 take_tree() {
-  local prepared=$build/preparedTree file
+  local prepared=$build/preparedTree
   (
     flock 9
     [ "$prepared" -nt "$sources/tests/shell.sh" ] || prepare_tree "$prepared"
@@ -80,9 +75,7 @@ take_tree() {
   chmod -R u+w "$scratch"
   rm -rf "$scratch/repository" "$ann" "$bob"
   cp -a "$prepared/." "$scratch"
-  find "$ann" "$bob" -path '*/CVS/Root' -print0 | while IFS= read -r -d '' file; do
-    printf '%s\n' "$CVSROOT" >"$file"
-  done
+  find "$ann" "$bob" -path '*/CVS/Root' -exec sed -i "s|.*|$CVSROOT|" {} +
 }
 
 prepare_tree() {

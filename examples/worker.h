@@ -9,6 +9,7 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 class Worker {
  public:
@@ -27,6 +28,7 @@ class Worker {
     lock.unlock();
     finish();
   }
+  // Lets the thread run a job after those posted before; none after finish().
   void post(Job job) {
     std::lock_guard<std::mutex> lock(mutex_);
     jobs_.push_back(std::move(job));

@@ -41,7 +41,7 @@ bool holdsNul(const std::string& path);
 // Renames a file, unless the new name is taken (EEXIST). Sets errno on failure.
 bool moveFile(const std::string& from, const std::string& to);
 
-// Copies the bytes of a regular file in the same way, for its owner alone.
+// Copies the bytes of a regular file in the same way, all or none, for its owner alone.
 bool copyFile(const std::string& from, const std::string& to);
 
 struct CloseFile {

@@ -1,6 +1,5 @@
 // The commands that fetch revisions: cat and diff.
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -98,16 +97,13 @@ bool writeTo(const std::string& target, const FilePointer& from) {
     return output && copy(from, output);
   }
   const std::string place = resolve(target).value_or(target);
-  std::string beside = place + ".XXXXXX";
-  const int made = mkostemp(beside.data(), O_CLOEXEC);
-  if (made == -1) return false;
-  close(made);
+  const std::string beside = place + '.' + std::to_string(getpid());
   const mode_t mask = umask(0);
   umask(mask);
   const mode_t mode = isThere ? found.st_mode & 07777 : 0666 & ~mask;
-  std::ofstream output(beside, std::ios::binary);
-  const bool isWritten = output && copy(from, output) && chmod(beside.c_str(), mode) == 0;
-  if (isWritten && std::rename(beside.c_str(), place.c_str()) == 0) return true;
+  if (!copyFile(pathOf(from), beside)) return false;
+  const bool isReady = chmod(beside.c_str(), mode) == 0;
+  if (isReady && std::rename(beside.c_str(), place.c_str()) == 0) return true;
   const int error = errno;
   unlink(beside.c_str());
   errno = error;
@@ -215,7 +211,7 @@ int showDifferences(Job& job) {
       complaints.add(file.file.path, file.reason);
       if (file.isModified() || file.state == State::dead) changed.push_back(file);
       if (file.state == State::conflict) complaints.add(file.file.path, conflictToResolve, true);
-      const bool isLeft = file.state >= State::added && file.state <= State::missing;
+      const bool isLeft = file.isScheduled() || file.state == State::missing;
       if (isLeft && job.names(file.file.path)) {
         complaints.add(file.file.path, "it is " + textOf(file));
       }

@@ -28,6 +28,7 @@ struct FileStatus {
   FileState answer;    // the provider's, if it was asked
   std::string reason;  // why the state is not known; empty when nothing went wrong
 
+  bool isScheduled() const { return state == State::added || state == State::removed; }
   bool isModified() const { return state == State::told && answer.modified; }
 };
 

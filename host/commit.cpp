@@ -36,8 +36,8 @@ bool containsMarkers(const std::string& path) {
   return found == 3;
 }
 
-// Why a commit must not take a file, also one that the user has named; empty when it may.
-std::string findObstacle(const Session& session, const File& file) {
+// Why a commit cannot take a file, even one that the user has named; empty when it can.
+std::string whyNotCommitted(const Session& session, const File& file) {
   const fs::path place = session.pathOf(file.path), administration = place.parent_path() / "CVS";
   if (access(administration.c_str(), W_OK) != 0) {
     return "cannot write to " + administration.string() + ": " + std::strerror(errno);
@@ -46,8 +46,8 @@ std::string findObstacle(const Session& session, const File& file) {
   return isMissing ? "it is missing; update brings it" : "";
 }
 
-// Why a commit of a whole directory must not take a file as it is; empty when it may.
-std::string findObstacle(const Session& session, const FileStatus& file) {
+// Why a commit takes a file as it is only where the user has named it; or empty.
+std::string whyOnlyByName(const Session& session, const FileStatus& file) {
   if (file.state == State::conflict) return conflictToResolve;
   if (file.state == State::dead) return "it no longer exists in the repository; update first";
   const bool isMarked = file.isModified() && containsMarkers(session.pathOf(file.file.path));
@@ -63,9 +63,8 @@ bool addChanged(const Job& job, const FileGroups& groups, Paths& changed) {
     for (const auto& file : directory.files) {
       const std::string& path = file.file.path;
       complaints.add(path, file.reason);
-      if (!job.names(path)) complaints.add(path, findObstacle(job.session, file), true);
-      const bool isScheduled = file.state == State::added || file.state == State::removed;
-      if (isScheduled || file.isModified() || job.names(path)) changed.push_back(path);
+      if (!job.names(path)) complaints.add(path, whyOnlyByName(job.session, file), true);
+      if (file.isScheduled() || file.isModified() || job.names(path)) changed.push_back(path);
     }
   });
   if (complaints.report() == exitSuccess) return true;
@@ -86,10 +85,10 @@ int commitFiles(Job& job) {
   Paths changed;
   FileGroups toSearch;
   for (const auto& group : findOwnFiles(job)) {
-    const bool isLost = group.state == FileGroup::State::missing && !job.names(group.directory);
-    if (group.isWhole && !isLost) toSearch.push_back(group);
-    for (const auto& file : group.isWhole ? std::vector<File>() : group.files) {
-      changed.push_back(file.path);
+    if (!group.isWhole) {
+      for (const auto& file : group.files) changed.push_back(file.path);
+    } else if (group.state != FileGroup::State::missing || job.names(group.directory)) {
+      toSearch.push_back(group);
     }
   }
   if (!toSearch.empty() && !addChanged(job, toSearch, changed)) return exitFailure;
@@ -98,7 +97,8 @@ int commitFiles(Job& job) {
   for (const auto& group : before) {
     const bool isTaken = std::count(changed.begin(), changed.end(), group.directory) > 0;
     if (isTaken) complaints.add(group.directory, "it has a directory in its place");
-    for (const auto& file : group.files) complaints.add(file.path, findObstacle(job.session, file));
+    for (const auto& file : group.files)
+      complaints.add(file.path, whyNotCommitted(job.session, file));
   }
   if (complaints.report() != exitSuccess) return exitFailure;
   for (const auto& path : changed) {

@@ -38,8 +38,8 @@ std::string printable(std::string text, const std::string& except) {
 
 std::string shown(const std::string& name) {
   if (isatty(STDOUT_FILENO) == 1) return printable(name);
-  return printable(name) == name && name[0] != '"' && name[0] != '\'' ? name
-                                                                      : quoteWord(name.c_str());
+  const bool isPlain = printable(name) == name && name[0] != '"' && name[0] != '\'';
+  return isPlain ? name : quoteWord(name.c_str());
 }
 
 void Complaints::add(const std::string& path, const std::string& reason, bool byItself) {

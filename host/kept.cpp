@@ -35,11 +35,10 @@ std::string KeptTexts::keep(const std::string& path, const std::string& name, bo
   const auto take = copies ? copyFile : moveFile;
   std::string to = name + ".kept";
   for (int number = 2; !take(directory_ + path, directory_ + to); ++number) {
-    const std::system_error error(errno, std::generic_category(),
-                                  "cannot keep " + path + " as " + to);
-    if (error.code() != std::errc::file_exists) {
+    const std::error_code error(errno, std::generic_category());
+    if (error != std::errc::file_exists) {
       end(false);  // nothing is kept, so nothing may be moved
-      throw error;
+      throw std::system_error(error, "cannot keep " + path + " as " + to);
     }
     to = name + ".kept." + std::to_string(number);
   }

@@ -45,7 +45,7 @@ int explainConflicts(const FileGroups& groups) {
   return texts + binaries == 0 ? exitSuccess : exitFailure;
 }
 
-// Why an update that reported success did not touch a path that the user named; or empty.
+// Why an update has left a path alone that the user named; or empty.
 std::string whyNotUpdated(Job& job, const File& before) {
   const std::string& path = before.path;
   const File file = findFile(job.session.directory, path);
@@ -72,23 +72,21 @@ std::string whyNotUpdated(Job& job, const File& before) {
 
 int updateFiles(Job& job) {
   const bool clean = job.line.clean;
-  const std::string& directory = job.session.directory;
   const FileGroups before = findFiles(job.session, job.paths);
   if (reachesForeign(before, job)) return exitFailure;
   std::vector<File> named;
-  for (const auto& path : job.paths) named.push_back(findFile(directory, path));
+  for (const auto& path : job.paths) named.push_back(findFile(job.session.directory, path));
   std::map<std::string, KeptTexts> kept;  // by path
-  bool hasConflicts = false;
+  bool mayFailSilently = false;
   for (const auto& group : before) {
     for (const auto& file : group.files) {
-      hasConflicts = hasConflicts || file.hasOpenConflict;
       // The client would leave a file with a conflict alone, or refuse it.
       const bool isInTheWay = clean && file.hasOpenConflict;
-      kept.try_emplace(file.path, directory, file, file.entry.revision, isInTheWay);
+      mayFailSilently = mayFailSilently || (!clean && file.hasOpenConflict);
+      kept.try_emplace(file.path, job.session.directory, file, file.entry.revision, isInTheWay);
     }
   }
   const auto getFile = [&](const char* file) { return job.provider->getFile(file, !clean); };
-  const bool mayFailSilently = hasConflicts && !clean;
   int status = runAsOne(job, job.paths, "update", getFile, mayFailSilently);
   for (auto& [path, texts] : kept) texts.end(status == exitSuccess);
 
@@ -97,7 +95,8 @@ int updateFiles(Job& job) {
     const std::string line = describeUpdate(job.session, old, now);
     return line.empty() || old.path.empty() ? line : line + kept.at(old.path).describe();
   });
-  for (const auto& file : status == exitSuccess || mayFailSilently ? named : std::vector<File>()) {
+  if (status != exitSuccess && !mayFailSilently) named.clear();
+  for (const auto& file : named) {
     const std::string reason = whyNotUpdated(job, file);
     if (!reason.empty()) status = fail(shown(file.path) + ' ' + reason);
   }
